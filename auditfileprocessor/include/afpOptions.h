@@ -1,0 +1,45 @@
+// The settings of one run, carried by value from the command line into the
+// parser. The configuration file loader belongs to the class, but a run does not
+// call it: every setting of a run comes from the defaults and the command line.
+//   AFPOptions options;            // defaults: empty texts, flags false, 10 rows
+//   options.LoadConfFileOptions(); // reads qxesafp.conf beside the program
+#pragma once
+
+#include <string>
+
+extern const std::string kErrorLogFileLocation;
+extern const std::string kTransactionRowCount;
+extern const std::string kStopOnAllErrors;
+extern const std::string kDeleteAuditFile;
+extern const std::string kAFPConfigErrorFileName;
+extern const std::string kAFPConfigFileName;
+
+class AFPOptions {
+  public:
+    AFPOptions();
+    AFPOptions(const std::string& dbName, const std::string& dbType, const std::string& dbConnect,
+               const std::string& dbUser, const std::string& dbPassword,
+               const std::string& auditLocation, const std::string& sqlDumpFile,
+               const std::string& errorLogFile, const int& transactionRowCount,
+               const bool& stopOnAllErrors);
+    AFPOptions(const AFPOptions&) = default;
+    AFPOptions& operator=(const AFPOptions&) = default;
+
+    // Reads "qxesafp.conf" from the program directory into this object; a
+    // missing file leaves every value as it is. An unknown key is an assertion.
+    void LoadConfFileOptions();
+    // The same, from a given file (the run's file is the one beside the program).
+    void LoadConfFileOptions(const std::string& path);
+
+    std::string dbName;
+    std::string dbType;
+    std::string dbConnect;
+    std::string dbUser;
+    std::string dbPassword;
+    std::string auditLocation;
+    std::string sqlDumpFile;
+    bool deleteAuditFiles = false;
+    bool stopOnAllErrors = false;
+    int transactionRowCount = 10;
+    std::string errorLogFile;
+};

@@ -1,0 +1,38 @@
+// Every text the program shows goes through the one Messenger: a numbered
+// message of the catalogue "afpmsg" with its inserts filled in, written to the
+// error log when one is named, otherwise to standard output.
+//   Messenger::Get().DisplayMessage(43, "-nbrows");  // "AFP-0043: ... -nbrows ..."
+#pragma once
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+class Messenger {
+  public:
+    static Messenger& Get();
+
+    void DisplayMessage(const std::string& text);
+    void DisplayMessage(int number);
+    void DisplayMessage(int number, const std::string& insert0);
+    void DisplayMessage(int number, const std::string& insert0, const std::string& insert1);
+
+    // Full path of the error log; empty sends messages to standard output.
+    static std::string m_sErrorLogFileName;
+    // The open error log, opened on first use; NULL while closed.
+    static FILE* m_fpErrorLogFile;
+    // The audit file being loaded, named in the error log's banner.
+    static std::string m_sAuditLogFileName;
+    // True from the start of an audit file until its first message is logged.
+    static bool m_isParsingNewLog;
+
+  private:
+    Messenger() = default;
+    void Show(int number, const std::vector<std::string>& inserts);
+};
+
+// The catalogue text of a message number.
+void GetMessage(int number, std::string& text);
+
+// Replaces the first "%i" by inserts[i], for each insert in order.
+void SubstituteStrings(std::string& text, const std::vector<std::string>& inserts);

@@ -1,0 +1,113 @@
+// The Parser loads the audit files of one directory into the audit database:
+// it claims each finished file, checks its header and version line, splits
+// every line into fields, hands each record to the handler for its type,
+// component and format, and commits every N lines. A file whose loading stops
+// keeps in its name the line where its open transaction began, so that the next
+// run resumes there.
+//   Parser parser(options, &db, programDir);  // describes the eight audit tables
+//   parser.ParseDir();                         // loads every eligible file
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "afpOptions.h"
+#include "table.h"
+#include "tableId.h"
+
+class SQLDB;
+struct SqlDA;
+
+class Parser {
+  public:
+    Parser(AFPOptions options, SQLDB* db, const std::string& programDir);
+    ~Parser();
+    Parser(const Parser&) = delete;
+    Parser& operator=(const Parser&) = delete;
+
+    // Directory scan and file load.
+    void ParseDir();
+    bool IsFileAvailableForWriting(const char* path) const;
+    void Parse(const std::string& path);
+
+    // Dispatch of one split line.
+    void ChangeLineState(std::vector<std::string>& fields);
+    bool ParseLine(std::vector<std::string>& fields);
+    bool ParseVersion(std::vector<std::string>& fields);
+    bool ParseGeneral(std::vector<std::string>& fields);
+    bool ParseError(std::vector<std::string>& fields);
+    bool ParseInfo(std::vector<std::string>& fields);
+
+    void FixupDateTime(std::string& stamp) const;
+    bool TokenizeLine(std::vector<std::string>& fields, const std::string& line) const;
+    void AddLineToAuditFilename(const std::string& path, unsigned long line) const;
+
+    // Table catalogue.
+    void CreateAuditDBTableMap();
+    void DescribeAuditDBTables();
+    void GetColumnDescripForTable(Table* table, SqlDA* descriptor) const;
+
+    // Handlers, one per kind of audited event: true when the line was taken.
+    bool ParseStartupInfo(const std::vector<std::string>& line);
+    bool ParseRequestInfo(const std::vector<std::string>& line);
+    bool ParseRemoteRequestInfo(const std::vector<std::string>& line);
+    bool ParseRequestError(const std::vector<std::string>& line);
+    bool ParseUsage(const std::vector<std::string>& line);
+    bool ParseAdminInfo(const std::vector<std::string>& line);
+    bool ParseTarvelInfo(const std::vector<std::string>& line);
+    bool ParseTarvelError(const std::vector<std::string>& line);
+    bool ParseUserInfo(const std::vector<std::string>& line);
+
+    // Texts written into the request table.
+    static const std::string kStatusSuccess;  // "1"
+    static const std::string kStatusFail;     // "0"
+    static const std::string kTypeWeb;        // "0"
+    static const std::string kTypeRemote;     // "1"
+    static const std::string kTypeAdmin;      // "2"
+    static const std::string kActionAdmin;    // "Admin"
+    static const std::string kActionTarvel;   // "Publish"
+
+    // Kind of the line in hand.
+    enum LineState {
+        kLineNone = 0,
+        kLineUsage = 1,
+        kLineVersion = 2,
+        kLineError = 3,
+        kLineGeneral = 4,
+        kLineInfo = 5,
+    };
+
+  protected:
+    // The table of that id; an absent entry is made with no table behind it.
+    Table* TableFor(TableId id);
+
+    // Server context, from the version, general and start-up lines.
+    int32_t versionNumber = 0;
+    std::string versionTimeStamp;
+    std::string versionTimeZone;
+    std::string versionMessage;
+    std::string generalMessage;
+    std::string machineName;
+    std::string machinePort;
+
+    // Loading state of the file in hand.
+    SQLDB* db;
+    LineState lineState = kLineNone;
+    bool fileDisposable = false;
+    uint32_t lineNumber = 0;
+    bool resumeReached = false;
+    std::string currentFile;
+    std::string processingLocale;
+
+    AFPOptions options;
+    std::string programDir;
+    std::map<TableId, std::unique_ptr<Table>> tables;
+
+    // Usage codes and names waiting for their data line, by session and
+    // request identifier joined without a separator; kept across files.
+    std::map<std::string, std::string> usageCodesByRequest;
+    std::map<std::string, std::string> usageNamesByRequest;
+};

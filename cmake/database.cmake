@@ -1,0 +1,1 @@
+# Subsystem fragment: database (filled in by its owner).

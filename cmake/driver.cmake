@@ -1,0 +1,1 @@
+# Subsystem fragment: driver (filled in by its owner).

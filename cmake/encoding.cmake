@@ -1,0 +1,1 @@
+# Subsystem fragment: encoding (filled in by its owner).

@@ -1,0 +1,1 @@
+# Subsystem fragment: format (filled in by its owner).

@@ -1,0 +1,1 @@
+# Subsystem fragment: parser (filled in by its owner).

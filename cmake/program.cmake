@@ -1,0 +1,1 @@
+# Subsystem fragment: program (filled in by its owner).

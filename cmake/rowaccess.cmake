@@ -1,0 +1,1 @@
+# Subsystem fragment: rowaccess (filled in by its owner).

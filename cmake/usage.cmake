@@ -1,0 +1,1 @@
+# Subsystem fragment: usage (filled in by its owner).
