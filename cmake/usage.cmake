@@ -1,1 +1,16 @@
-# Subsystem fragment: usage (filled in by its owner).
+# Subsystem fragment: usage. The usage blob decoder, its tokenizer and the
+# directory lister of the shared support library.
+add_library(afp_usage STATIC
+    source/stringTokenizer.cpp
+    source/qxdsUsageInfoHelper.cpp
+    source/directoryLister.cpp)
+target_link_libraries(afp_usage PUBLIC afp_runtime)
+
+if(AFP_TESTS)
+    add_executable(afp_usage_tests
+        tests/source/stringTokenizerTest.cpp
+        tests/source/qxdsUsageInfoHelperTest.cpp
+        tests/source/directoryListerTest.cpp)
+    target_link_libraries(afp_usage_tests PRIVATE afp_usage GTest::gtest_main)
+    gtest_discover_tests(afp_usage_tests DISCOVERY_TIMEOUT 60)
+endif()

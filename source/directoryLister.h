@@ -1,0 +1,51 @@
+// Lists one directory's subdirectories and the regular files whose name ends in
+// a given extension (compared without regard to case), in the order the system
+// returns them. Symbolic links count as what they point to; dangling links,
+// devices, pipes and sockets are skipped.
+//   DirectoryLister lister("/var/audit", ".log");
+//   DirectoryLister::Entry entry;
+//   while (lister.Next(entry)) if (!entry.isDirectory) load(entry.name);
+#pragma once
+
+#include <dirent.h>
+
+#include <string>
+
+class DirectoryLister {
+  public:
+    struct Entry {
+        // The entry's name within the directory, without any path.
+        std::string name;
+        bool isDirectory = false;
+    };
+
+    // Opens the directory; IsOpen() tells whether that worked. An empty
+    // extension lets every regular file through.
+    DirectoryLister(const std::string& directory, const std::string& extension);
+    ~DirectoryLister();
+
+    DirectoryLister(const DirectoryLister&) = delete;
+    DirectoryLister& operator=(const DirectoryLister&) = delete;
+    DirectoryLister(DirectoryLister&& other) noexcept;
+    DirectoryLister& operator=(DirectoryLister&& other) noexcept;
+
+    bool IsOpen() const { return m_dir != nullptr; }
+
+    // Fills entry with the next directory or matching file; false at the end,
+    // on a read error, or when the directory could not be opened.
+    bool Next(Entry& entry);
+
+    // Releases the directory early; Next then returns false.
+    void Close();
+
+    // True when path names a directory, or a link to one.
+    static bool DirectoryExists(const std::string& path);
+
+  private:
+    bool HasExtension(const std::string& name) const;
+
+    DIR* m_dir = nullptr;
+    // Ends in "/", so that an entry's full path is m_directory + name.
+    std::string m_directory;
+    std::string m_extension;
+};
