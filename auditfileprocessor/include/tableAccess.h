@@ -1,0 +1,130 @@
+// TableAccess is the base of the audit table accessors: it turns one row (a
+// list of column values in table order) into an INSERT, UPDATE or SELECT
+// statement with its values written as SQL literals, checks text values against
+// the column widths of the table catalogue, copies every statement to the SQL
+// dump file, and runs it on the session. A failing statement never stops the
+// run here: the caller gets a result (true or false; 1, 0 or -1 for a select).
+//   SessionTableAccess session(table);  // a concrete accessor
+//   session.m_sessionId.SetValue("s1");
+//   if (session.Select(db) == 0) { session.Insert(db); }
+#pragma once
+
+#include <cstdio>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+#include "columnData.h"
+#include "sqlColType.h"
+
+class SQLDB;
+class Table;
+
+class TableAccess {
+  public:
+    // Inserts the accessor's row.
+    virtual bool Insert(SQLDB* db) = 0;
+    // Updates the row named by this accessor's key columns with the values of
+    // `newValues` that are not "NULL"; the others keep what is stored.
+    virtual bool Update(SQLDB* db, const TableAccess& newValues) = 0;
+    // 1 when the row named by the key columns exists, 0 when not, -1 on failure.
+    virtual int Select(SQLDB* db) const = 0;
+    // Replaces `col` by a copy of every column, in table order.
+    virtual void GetColumnCollectionValues(std::vector<ColumnData>& col) const = 0;
+    // Takes the values of `col`, which must hold exactly the table's columns in order.
+    virtual void SetColumnCollectionValues(const std::vector<ColumnData>& col) = 0;
+
+    const Table* GetTable() const { return m_table; }
+
+    // The row operations behind the accessors' own.
+    bool Insert(SQLDB* db, const std::vector<ColumnData>& row);
+    bool Update(SQLDB* db, const std::vector<ColumnData>& newValues,
+                const std::vector<ColumnData>& keyRow);
+    int Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const;
+
+    // True for every column but the keys; the keys form WHERE clauses.
+    static bool WhereCond(const ColumnData& column);
+    // True for a null value; the other columns form SET clauses.
+    static bool SetCond(const ColumnData& column);
+
+    // Build the statement from finished clauses, dump it and run it. The
+    // select always reads SESSION_ID; its column text is ignored.
+    bool InsertLine(SQLDB* db, const std::string& columns, const std::string& values);
+    bool UpdateLine(SQLDB* db, const std::string& setClause, const std::string& whereClause);
+    int SelectLine(SQLDB* db, const std::string& columns, const std::string& whereClause) const;
+
+    // Build the statement text into `statement` and copy it to the dump file.
+    void GenerateInsertStatement(std::string& statement, const std::string& columns,
+                                 const std::string& values) const;
+    void GenerateUpdateStatement(std::string& statement, const std::string& setClause,
+                                 const std::string& whereClause) const;
+    void GenerateSelectStatement(std::string& statement, const std::string& columns,
+                                 const std::string& whereClause) const;
+
+    // Run one statement and always release it: true when it ran.
+    bool ExecuteUpdateSQLStatement(SQLDB* db, const std::string& statement) const;
+    // Run one query and fetch once: 1 a row came back, 0 none, -1 failure.
+    int ExecuteSelectSQLStatement(SQLDB* db, const std::string& statement) const;
+
+    // Append one literal; `value` is already checked and escaped. "NULL" is
+    // written bare. Items are separated by ", " (insert, SET) or " AND " (WHERE).
+    void AddTextValueForInsert(std::string& clause, const std::string& value, bool isLast) const;
+    void AddDateValueForInsert(std::string& clause, const std::string& value, bool isLast) const;
+    void AddNumericValueForInsert(std::string& clause, const std::string& value, bool isLast) const;
+    void AddTextValueForUpdateSetClause(std::string& clause, const std::string& columnName,
+                                        const std::string& value, bool isLast) const;
+    void AddDateValueForUpdateSetClause(std::string& clause, const std::string& columnName,
+                                        const std::string& value, bool isLast) const;
+    void AddNumericValueForUpdateSetClause(std::string& clause, const std::string& columnName,
+                                           const std::string& value, bool isLast) const;
+    void AddTextValueForWhereClause(std::string& clause, const std::string& columnName,
+                                    const std::string& value, bool isLast) const;
+    void AddDateValueForWhereClause(std::string& clause, const std::string& columnName,
+                                    const std::string& value, bool isLast) const;
+    void AddNumericValueForWhereClause(std::string& clause, const std::string& columnName,
+                                       const std::string& value, bool isLast) const;
+
+    // Checks a text value against its column's width (described length minus
+    // 2): an over-long ordinary value is cut, an over-long key or reference
+    // raises CPPWebException code 1. Then doubles its single quotes.
+    void ValidateTextColumnValue(const Table* table, const std::string& columnName,
+                                 std::string& value, const ColumnKey& key) const;
+    // Doubles every single quote.
+    static void CheckTextColumnValueForSingleQuotes(std::string& value);
+    // Writes a newline and the statement to an open dump stream, and flushes it.
+    void WriteSQLStatementToFile(const std::string& statement, FILE* stream) const;
+
+    // Chooses how dates are written, TIMESTAMP '...' (true) or '...' (false),
+    // until the next operation takes the choice from its session.
+    void SetTypedDateLiterals(bool typed) const { m_typedDateLiterals = typed; }
+
+  protected:
+    explicit TableAccess(const Table* table);
+    // Accessors live as locals of the handlers and are never deleted through the base.
+    ~TableAccess() = default;
+    TableAccess(const TableAccess&) = default;
+    TableAccess& operator=(const TableAccess&) = default;
+
+    // The accessors' collections: copy the members out, or take values in.
+    static void CopyColumnsOut(std::vector<ColumnData>& col,
+                               std::initializer_list<const ColumnData*> members);
+    static void CopyColumnsIn(const std::vector<ColumnData>& col,
+                              std::initializer_list<ColumnData*> members);
+
+  private:
+    enum class Clause { kInsert, kSet, kWhere };
+
+    // Checks one column and appends its literal in the clause's form; false
+    // when its value must not reach the database.
+    bool AppendLiteral(std::string& clause, Clause form, const ColumnData& column, bool isLast,
+                       std::string& scratch) const;
+    // The integer type that bounds a numeric column's values.
+    SqlColType NumericColumnType(const std::string& columnName) const;
+    // Takes the date dialect of the session that will run the statement.
+    void UseDialectOf(const SQLDB* db) const;
+    const std::string& TableName() const;
+
+    const Table* m_table;
+    // The dialect of the statement being built; the literal appenders read it.
+    mutable bool m_typedDateLiterals = true;
+};

@@ -1,0 +1,494 @@
+#include "tableAccess.h"
+
+#include <cstddef>
+
+#include "cppWebException.h"
+#include "krlAssertError.h"
+#include "messenger.h"
+#include "programGlobals.h"
+#include "sqlValueCheck.h"
+#include "sqldbapi.h"
+#include "table.h"
+
+namespace {
+
+const char kSourceFile[] = "auditfileprocessor/source/tableAccess";
+const char kTimestampPrefix[] = "TIMESTAMP ";
+const char kListSeparator[] = ", ";
+const char kWhereSeparator[] = " AND ";
+
+// A described text length includes 2 bytes that do not hold data.
+const long kUnusableTextBytes = 2;
+
+// Cuts `value` to the longest prefix of at most `width` bytes that does not end
+// inside a UTF-8 character. Only the bytes of one character are given back, so
+// text that is not UTF-8 loses at most 3 bytes more than the width asks.
+void TruncateOnCharacterBoundary(std::string& value, size_t width) {
+    if (value.size() <= width) {
+        return;
+    }
+    size_t cut = width;
+    for (int step = 0; step < 3 && cut > 0; ++step) {
+        const unsigned char firstDropped = static_cast<unsigned char>(value[cut]);
+        if ((firstDropped & 0xC0) != 0x80) {
+            break;  // not a continuation byte: the cut is on a boundary
+        }
+        --cut;
+    }
+    if ((static_cast<unsigned char>(value[cut]) & 0xC0) == 0x80) {
+        cut = width;  // no lead byte within reach: not UTF-8, keep the byte cut
+    }
+    value.resize(cut);
+}
+
+void AppendQuoted(std::string& clause, const std::string& value) {
+    clause += '\'';
+    clause += value;
+    clause += '\'';
+}
+
+void AppendNamed(std::string& clause, const std::string& columnName) {
+    clause += columnName;
+    clause += '=';
+}
+
+}  // namespace
+
+TableAccess::TableAccess(const Table* table) : m_table(table) {
+    // Every statement names the table; an accessor without one is a wiring error.
+    KRL_ASSERT(m_table != NULL, kSourceFile, __LINE__);
+}
+
+const std::string& TableAccess::TableName() const {
+    return m_table->name;
+}
+
+bool TableAccess::WhereCond(const ColumnData& column) {
+    return column.GetKey() != ColumnKey::kKey;
+}
+
+bool TableAccess::SetCond(const ColumnData& column) {
+    return column.IsNull();
+}
+
+void TableAccess::UseDialectOf(const SQLDB* db) const {
+    if (db != nullptr) {
+        m_typedDateLiterals = db->usesTypedDateLiterals();
+    }
+}
+
+SqlColType TableAccess::NumericColumnType(const std::string& columnName) const {
+    const Column* column = m_table->FindColumn(columnName);
+    if (column != nullptr && column->type == kSqlColInteger) {
+        return kSqlColInteger;
+    }
+    return kSqlColBigInt;
+}
+
+bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
+    UseDialectOf(db);
+    size_t estimate = 0;
+    for (const ColumnData& column : row) {
+        estimate += column.GetName().size() + column.GetValue().size() + 16;
+    }
+    std::string columns;
+    std::string values;
+    columns.reserve(estimate);
+    values.reserve(estimate);
+    std::string scratch;
+    bool valid = true;
+    for (size_t i = 0; i < row.size(); ++i) {
+        const ColumnData& column = row[i];
+        const bool isLast = i + 1 == row.size();
+        columns += column.GetName();
+        if (!isLast) {
+            columns += kListSeparator;
+        }
+        valid = AppendLiteral(values, Clause::kInsert, column, isLast, scratch) && valid;
+    }
+    if (!valid) {
+        // Shown in the dump as built, but never run.
+        std::string statement;
+        GenerateInsertStatement(statement, columns, values);
+        return false;
+    }
+    return InsertLine(db, columns, values);
+}
+
+bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
+                         const std::vector<ColumnData>& keyRow) {
+    std::vector<const ColumnData*> setColumns;
+    setColumns.reserve(newValues.size());
+    for (const ColumnData& column : newValues) {
+        if (!SetCond(column)) {
+            setColumns.push_back(&column);
+        }
+    }
+    if (setColumns.empty()) {
+        return true;  // nothing to write: the stored row already says it all
+    }
+    UseDialectOf(db);
+    std::string setClause;
+    std::string whereClause;
+    setClause.reserve(256);
+    whereClause.reserve(128);
+    std::string scratch;
+    bool valid = true;
+    for (size_t i = 0; i < setColumns.size(); ++i) {
+        valid = AppendLiteral(setClause, Clause::kSet, *setColumns[i], i + 1 == setColumns.size(),
+                              scratch) &&
+                valid;
+    }
+    std::vector<const ColumnData*> keyColumns;
+    keyColumns.reserve(keyRow.size());
+    for (const ColumnData& column : keyRow) {
+        if (!WhereCond(column)) {
+            keyColumns.push_back(&column);
+        }
+    }
+    for (size_t i = 0; i < keyColumns.size(); ++i) {
+        valid = AppendLiteral(whereClause, Clause::kWhere, *keyColumns[i],
+                              i + 1 == keyColumns.size(), scratch) &&
+                valid;
+    }
+    if (!valid) {
+        std::string statement;
+        GenerateUpdateStatement(statement, setClause, whereClause);
+        return false;
+    }
+    return UpdateLine(db, setClause, whereClause);
+}
+
+int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const {
+    UseDialectOf(db);
+    std::vector<const ColumnData*> keyColumns;
+    keyColumns.reserve(keyRow.size());
+    for (const ColumnData& column : keyRow) {
+        if (!WhereCond(column)) {
+            keyColumns.push_back(&column);
+        }
+    }
+    std::string whereClause;
+    whereClause.reserve(128);
+    std::string scratch;
+    bool valid = true;
+    for (size_t i = 0; i < keyColumns.size(); ++i) {
+        valid = AppendLiteral(whereClause, Clause::kWhere, *keyColumns[i],
+                              i + 1 == keyColumns.size(), scratch) &&
+                valid;
+    }
+    if (!valid) {
+        std::string statement;
+        GenerateSelectStatement(statement, std::string(), whereClause);
+        return -1;
+    }
+    return SelectLine(db, std::string(), whereClause);
+}
+
+bool TableAccess::AppendLiteral(std::string& clause, Clause form, const ColumnData& column,
+                                bool isLast, std::string& scratch) const {
+    const std::string& name = column.GetName();
+    const std::string& value = column.GetValue();
+    bool valid = true;
+    switch (column.GetType()) {
+        case ColumnType::kText: {
+            const std::string* text = &value;
+            if (!column.IsNull()) {
+                valid = !SqlValueCheck::HasNulByte(value);
+                // The row keeps its unescaped value; the statement gets a checked copy.
+                scratch.assign(value);
+                if (form == Clause::kWhere) {
+                    CheckTextColumnValueForSingleQuotes(scratch);
+                } else {
+                    ValidateTextColumnValue(m_table, name, scratch, column.GetKey());
+                }
+                text = &scratch;
+            }
+            if (form == Clause::kInsert) {
+                AddTextValueForInsert(clause, *text, isLast);
+            } else if (form == Clause::kSet) {
+                AddTextValueForUpdateSetClause(clause, name, *text, isLast);
+            } else {
+                AddTextValueForWhereClause(clause, name, *text, isLast);
+            }
+            break;
+        }
+        case ColumnType::kDate:
+            valid = SqlValueCheck::IsValidTimestamp(value);
+            if (form == Clause::kInsert) {
+                AddDateValueForInsert(clause, value, isLast);
+            } else if (form == Clause::kSet) {
+                AddDateValueForUpdateSetClause(clause, name, value, isLast);
+            } else {
+                AddDateValueForWhereClause(clause, name, value, isLast);
+            }
+            break;
+        case ColumnType::kNumeric:
+            valid = SqlValueCheck::IsValidNumeric(value, NumericColumnType(name));
+            if (form == Clause::kInsert) {
+                AddNumericValueForInsert(clause, value, isLast);
+            } else if (form == Clause::kSet) {
+                AddNumericValueForUpdateSetClause(clause, name, value, isLast);
+            } else {
+                AddNumericValueForWhereClause(clause, name, value, isLast);
+            }
+            break;
+        default:
+            KRL_ASSERT(FALSE, kSourceFile, __LINE__);
+    }
+    return valid;
+}
+
+bool TableAccess::InsertLine(SQLDB* db, const std::string& columns, const std::string& values) {
+    std::string statement;
+    GenerateInsertStatement(statement, columns, values);
+    return ExecuteUpdateSQLStatement(db, statement);
+}
+
+bool TableAccess::UpdateLine(SQLDB* db, const std::string& setClause,
+                             const std::string& whereClause) {
+    std::string statement;
+    GenerateUpdateStatement(statement, setClause, whereClause);
+    return ExecuteUpdateSQLStatement(db, statement);
+}
+
+int TableAccess::SelectLine(SQLDB* db, const std::string& columns,
+                            const std::string& whereClause) const {
+    std::string statement;
+    GenerateSelectStatement(statement, columns, whereClause);
+    return ExecuteSelectSQLStatement(db, statement);
+}
+
+void TableAccess::GenerateInsertStatement(std::string& statement, const std::string& columns,
+                                          const std::string& values) const {
+    statement.clear();
+    statement.reserve(TableName().size() + columns.size() + values.size() + 24);
+    statement += "INSERT INTO ";
+    statement += TableName();
+    statement += '(';
+    statement += columns;
+    statement += ')';
+    statement += " VALUES (";
+    statement += values;
+    statement += ')';
+    WriteSQLStatementToFile(statement, g_SQLDumpFile);
+}
+
+void TableAccess::GenerateUpdateStatement(std::string& statement, const std::string& setClause,
+                                          const std::string& whereClause) const {
+    statement.clear();
+    statement.reserve(TableName().size() + setClause.size() + whereClause.size() + 20);
+    statement += "UPDATE ";
+    statement += TableName();
+    statement += " SET ";
+    statement += setClause;
+    statement += " WHERE ";
+    statement += whereClause;
+    WriteSQLStatementToFile(statement, g_SQLDumpFile);
+}
+
+void TableAccess::GenerateSelectStatement(std::string& statement, const std::string& /*columns*/,
+                                          const std::string& whereClause) const {
+    // Callers only ask whether the row exists, so one column is enough.
+    statement.clear();
+    statement.reserve(TableName().size() + whereClause.size() + 32);
+    statement += "SELECT ";
+    statement += " SESSION_ID ";
+    statement += " FROM ";
+    statement += TableName();
+    statement += " WHERE ";
+    statement += whereClause;
+    WriteSQLStatementToFile(statement, g_SQLDumpFile);
+}
+
+bool TableAccess::ExecuteUpdateSQLStatement(SQLDB* db, const std::string& statement) const {
+    if (db == nullptr) {
+        return false;
+    }
+    // The session's failure text is not shown: a bad row is the caller's to report.
+    bool ran = false;
+    try {
+        db->execute(statement, SQLDB::kUpdate);
+        ran = true;
+    } catch (...) {
+    }
+    try {
+        db->freeRequest();
+    } catch (...) {
+    }
+    return ran;
+}
+
+int TableAccess::ExecuteSelectSQLStatement(SQLDB* db, const std::string& statement) const {
+    if (db == nullptr) {
+        return -1;
+    }
+    int found = -1;
+    try {
+        found = db->execute(statement, SQLDB::kQuery) != nullptr && db->fetch() != nullptr ? 1 : 0;
+    } catch (...) {
+        found = -1;
+    }
+    try {
+        db->freeRequest();
+    } catch (...) {
+    }
+    return found;
+}
+
+void TableAccess::AddTextValueForInsert(std::string& clause, const std::string& value,
+                                        bool isLast) const {
+    if (value == ColumnData::kNull) {
+        clause += value;
+    } else {
+        AppendQuoted(clause, value);
+    }
+    if (!isLast) {
+        clause += kListSeparator;
+    }
+}
+
+void TableAccess::AddDateValueForInsert(std::string& clause, const std::string& value,
+                                        bool isLast) const {
+    if (value == ColumnData::kNull) {
+        clause += value;
+    } else {
+        if (m_typedDateLiterals) {
+            clause += kTimestampPrefix;
+        }
+        AppendQuoted(clause, value);
+    }
+    if (!isLast) {
+        clause += kListSeparator;
+    }
+}
+
+void TableAccess::AddNumericValueForInsert(std::string& clause, const std::string& value,
+                                           bool isLast) const {
+    clause += value;
+    if (!isLast) {
+        clause += kListSeparator;
+    }
+}
+
+void TableAccess::AddTextValueForUpdateSetClause(std::string& clause, const std::string& columnName,
+                                                 const std::string& value, bool isLast) const {
+    AppendNamed(clause, columnName);
+    AddTextValueForInsert(clause, value, isLast);
+}
+
+void TableAccess::AddDateValueForUpdateSetClause(std::string& clause, const std::string& columnName,
+                                                 const std::string& value, bool isLast) const {
+    AppendNamed(clause, columnName);
+    AddDateValueForInsert(clause, value, isLast);
+}
+
+void TableAccess::AddNumericValueForUpdateSetClause(std::string& clause,
+                                                    const std::string& columnName,
+                                                    const std::string& value, bool isLast) const {
+    AppendNamed(clause, columnName);
+    AddNumericValueForInsert(clause, value, isLast);
+}
+
+void TableAccess::AddTextValueForWhereClause(std::string& clause, const std::string& columnName,
+                                             const std::string& value, bool isLast) const {
+    AppendNamed(clause, columnName);
+    AddTextValueForInsert(clause, value, true);
+    if (!isLast) {
+        clause += kWhereSeparator;
+    }
+}
+
+void TableAccess::AddDateValueForWhereClause(std::string& clause, const std::string& columnName,
+                                             const std::string& value, bool isLast) const {
+    AppendNamed(clause, columnName);
+    AddDateValueForInsert(clause, value, true);
+    if (!isLast) {
+        clause += kWhereSeparator;
+    }
+}
+
+void TableAccess::AddNumericValueForWhereClause(std::string& clause, const std::string& columnName,
+                                                const std::string& value, bool isLast) const {
+    AppendNamed(clause, columnName);
+    clause += value;
+    if (!isLast) {
+        clause += kWhereSeparator;
+    }
+}
+
+void TableAccess::ValidateTextColumnValue(const Table* table, const std::string& columnName,
+                                          std::string& value, const ColumnKey& key) const {
+    const Column* column = table != nullptr ? table->FindColumn(columnName) : nullptr;
+    if (column != nullptr) {
+        const long usable = column->length - kUnusableTextBytes;
+        const size_t width = usable > 0 ? static_cast<size_t>(usable) : 0;
+        if (value.size() > width) {
+            Messenger& messenger = Messenger::Get();
+            const std::string length = std::to_string(value.size());
+            messenger.DisplayMessage(30, columnName, g_CurrentAuditFile);
+            if (key != ColumnKey::kOrdinary) {
+                // A cut key would name another row: refuse the whole row.
+                messenger.DisplayMessage(32, columnName, table->name);
+                messenger.DisplayMessage(33, columnName, length);
+                throw CPPWebException(
+                    1, 1,
+                    ExceptionLocation{kSourceFile, __LINE__, "TableAccess::ValidateTextColumnValue",
+                                      "KRL_THROW"});
+            }
+            messenger.DisplayMessage(31, columnName, table->name);
+            messenger.DisplayMessage(33, columnName, length);
+            TruncateOnCharacterBoundary(value, width);
+        }
+    }
+    // After the width check, so an escaped value may exceed the width by its quotes.
+    CheckTextColumnValueForSingleQuotes(value);
+}
+
+void TableAccess::CheckTextColumnValueForSingleQuotes(std::string& value) {
+    size_t quotes = 0;
+    for (char c : value) {
+        quotes += c == '\'' ? 1 : 0;
+    }
+    if (quotes == 0) {
+        return;
+    }
+    std::string escaped;
+    escaped.reserve(value.size() + quotes);
+    for (char c : value) {
+        escaped += c;
+        if (c == '\'') {
+            escaped += '\'';
+        }
+    }
+    value.swap(escaped);
+}
+
+void TableAccess::WriteSQLStatementToFile(const std::string& statement, FILE* stream) const {
+    if (stream == nullptr || statement.empty()) {
+        return;
+    }
+    fputc('\n', stream);
+    fwrite(statement.data(), 1, statement.size(), stream);
+    fflush(stream);
+}
+
+void TableAccess::CopyColumnsOut(std::vector<ColumnData>& col,
+                                 std::initializer_list<const ColumnData*> members) {
+    col.clear();
+    col.reserve(members.size());
+    for (const ColumnData* member : members) {
+        col.push_back(*member);
+    }
+}
+
+void TableAccess::CopyColumnsIn(const std::vector<ColumnData>& col,
+                                std::initializer_list<ColumnData*> members) {
+    std::vector<ColumnData>::const_iterator it = col.begin();
+    for (ColumnData* member : members) {
+        KRL_ASSERT(it != col.end(), kSourceFile, __LINE__);
+        *member = *it;  // asserts the same name, type and key
+        ++it;
+    }
+    KRL_ASSERT(it == col.end(), kSourceFile, __LINE__);
+}
