@@ -18,3 +18,13 @@ foreach(dependency afp_database afp_driver)
         target_link_libraries(afp_rowaccess PUBLIC ${dependency})
     endif()
 endforeach()
+
+# The tests need the messenger and the process globals of the driver library,
+# and a real database for the statements that run.
+if(AFP_TESTS AND TARGET afp_driver)
+    add_executable(afp_rowaccess_tests
+        tests/auditfileprocessor/sqlValueCheckTest.cpp
+        tests/auditfileprocessor/tableAccessTest.cpp)
+    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_driver GTest::gtest_main)
+    gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
+endif()
