@@ -1,1 +1,30 @@
-# Subsystem fragment: driver (filled in by its owner).
+# Options, command line and numbered messages, and the message catalogue.
+add_library(afp_driver STATIC
+    source/qxMessage.cpp
+    auditfileprocessor/source/messenger.cpp
+    auditfileprocessor/source/afpOptions.cpp
+    auditfileprocessor/source/commandLine.cpp
+    auditfileprocessor/source/programDirectory.cpp
+    auditfileprocessor/source/programGlobals.cpp)
+target_link_libraries(afp_driver PUBLIC afp_encoding afp_runtime)
+
+# One compiled catalogue per language, beside the program as it will be installed.
+set(AFP_CATALOGUE_SOURCE ${CMAKE_SOURCE_DIR}/auditfileprocessor/messages/en-us/afpmsg.msg)
+set(AFP_CATALOGUE ${CMAKE_BINARY_DIR}/${AFP_SHARE_DIR}/en-us/afpmsg.cat)
+add_custom_command(
+    OUTPUT ${AFP_CATALOGUE}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${CMAKE_BINARY_DIR}/${AFP_SHARE_DIR}/en-us
+    COMMAND gencat ${AFP_CATALOGUE} ${AFP_CATALOGUE_SOURCE}
+    DEPENDS ${AFP_CATALOGUE_SOURCE}
+    COMMENT "Compiling the message catalogue afpmsg (en-us)")
+add_custom_target(afp_catalogue ALL DEPENDS ${AFP_CATALOGUE})
+install(FILES ${AFP_CATALOGUE} DESTINATION ${AFP_SHARE_DIR}/en-us)
+
+if(AFP_TESTS)
+    add_executable(afp_driver_tests
+        tests/auditfileprocessor/afpOptionsTest.cpp
+        tests/auditfileprocessor/commandLineTest.cpp
+        tests/auditfileprocessor/messengerTest.cpp)
+    target_link_libraries(afp_driver_tests PRIVATE afp_driver GTest::gtest_main)
+    gtest_discover_tests(afp_driver_tests DISCOVERY_TIMEOUT 60)
+endif()

@@ -1,0 +1,20 @@
+// Reads the program's arguments into the run options and checks them. Every
+// refusal shows its numbered message and returns false.
+//   AFPOptions options;
+//   if (!ProcessCommandLine(argc, argv, &options)) { /* messages already shown */ }
+#pragma once
+
+#include <string>
+
+#include "afpOptions.h"
+
+// Replaces *options with the checked settings of the command line; false (after
+// its messages) when the command line is refused.
+bool ProcessCommandLine(int argc, char** argv, AFPOptions* options);
+
+// The value that follows an option: argv[index] when it exists and does not
+// begin with "-"; otherwise message 43 names the option argv[index - 1].
+bool GetArgumentValue(char** argv, int argc, int index, std::string& value);
+
+// A lower-case copy of a text (ASCII letters only).
+std::string stringToLower(const std::string& text);

@@ -1,0 +1,154 @@
+#include "commandLine.h"
+
+#include <cctype>
+#include <cstdint>
+#include <cstdlib>
+
+#include "fileTools.h"
+#include "messenger.h"
+
+namespace {
+
+const int kMinimumArgumentCount = 6;
+
+void Refuse(int message) {
+    Messenger::Get().DisplayMessage(message);
+}
+
+// Only a bare name of an existing file, or a path in an existing directory, can
+// serve as the error log.
+bool ErrorLogPathUsable(const std::string& path) {
+    if (FileTools::FileExists(path)) {
+        return true;
+    }
+    const size_t lastSlash = path.rfind('/');
+    if (lastSlash == std::string::npos) {
+        return false;
+    }
+    return FileTools::DirectoryExists(path.substr(0, lastSlash));
+}
+
+}  // namespace
+
+std::string stringToLower(const std::string& text) {
+    std::string lower = text;
+    for (char& c : lower) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return lower;
+}
+
+bool GetArgumentValue(char** argv, int argc, int index, std::string& value) {
+    // An empty argument throws std::out_of_range from at(), which the program
+    // entry reports as an unknown failure.
+    if (index < argc && std::string(argv[index]).at(0) != '-') {
+        value = argv[index];
+        return true;
+    }
+    Messenger::Get().DisplayMessage(43, argv[index - 1]);
+    return false;
+}
+
+bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
+    if (argc < kMinimumArgumentCount) {
+        Refuse(44);
+        Refuse(39);
+        return false;
+    }
+
+    std::string dbName, dbConnectText, dbUser, dbPassword, auditLocation, sqlDumpFile, errorLogFile;
+    // The row count is kept modulo 65,536 on purpose: "-nbrows 70000" gives 4,464.
+    uint16_t rowCount = 10;
+    bool stopOnAllErrors = false;
+
+    for (int index = 1; index < argc; ++index) {
+        const std::string argument = argv[index];
+        if (argument.empty() || argument[0] != '-') {
+            continue;
+        }
+        const std::string option = stringToLower(argument);
+        std::string* target = nullptr;
+        if (option == "-dbname") {
+            target = &dbName;
+        } else if (option == "-dbconnect") {
+            target = &dbConnectText;
+        } else if (option == "-dbuser") {
+            target = &dbUser;
+        } else if (option == "-dbpass") {
+            target = &dbPassword;
+        } else if (option == "-auditlocation") {
+            target = &auditLocation;
+        } else if (option == "-df") {
+            target = &sqlDumpFile;
+        } else if (option == "-errorlog") {
+            target = &errorLogFile;
+        }
+        if (target != nullptr) {
+            if (!GetArgumentValue(argv, argc, ++index, *target)) {
+                return false;
+            }
+        } else if (option == "-nbrows" || option == "-exitonerror") {
+            std::string number;
+            if (!GetArgumentValue(argv, argc, ++index, number)) {
+                return false;
+            }
+            const long value = std::strtol(number.c_str(), nullptr, 10);
+            if (option == "-nbrows") {
+                rowCount = static_cast<uint16_t>(value);
+            } else {
+                stopOnAllErrors = value != 0;
+            }
+        } else {
+            Messenger::Get().DisplayMessage(42, option);
+            return false;
+        }
+    }
+
+    if (dbName.empty()) {
+        Refuse(14);
+        return false;
+    }
+    if (dbConnectText.empty()) {
+        Refuse(15);
+        return false;
+    }
+    if (dbUser.empty()) {
+        Refuse(11);
+        return false;
+    }
+    if (dbPassword.empty()) {
+        Refuse(17);
+        return false;
+    }
+    if (auditLocation.empty()) {
+        Refuse(13);
+        return false;
+    }
+
+    if (!errorLogFile.empty()) {
+        errorLogFile = FileTools::MakePortablePath(errorLogFile);
+        if (!ErrorLogPathUsable(errorLogFile)) {
+            Refuse(41);
+            return false;
+        }
+    }
+
+    // "-dbconnect" is LOCAL;xx;rest: xx is the database type and rest the
+    // connection text. The start of rest is fixed at LOCAL + 9 while its length
+    // follows the second ";", so other shapes give what this arithmetic gives;
+    // a start past the end throws std::out_of_range.
+    const size_t local = dbConnectText.find("LOCAL");
+    if (local == std::string::npos) {
+        Refuse(19);
+        return false;
+    }
+    const size_t firstSemicolon = dbConnectText.find(';', local);
+    const std::string dbType = dbConnectText.substr(firstSemicolon + 1, 2);
+    const size_t secondSemicolon = dbConnectText.find(';', firstSemicolon + 1);
+    const std::string dbConnect =
+        dbConnectText.substr(local + 9, dbConnectText.length() - secondSemicolon - 1);
+
+    *options = AFPOptions(dbName, dbType, dbConnect, dbUser, dbPassword, auditLocation, sqlDumpFile,
+                          errorLogFile, static_cast<int>(rowCount), stopOnAllErrors);
+    return true;
+}

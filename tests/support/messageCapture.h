@@ -1,0 +1,61 @@
+// Sends the Messenger's output to a private file for the duration of a test,
+// so that tests can read back exactly which numbered messages were shown.
+//   MessageCapture capture;
+//   ... code that shows messages ...
+//   EXPECT_EQ(capture.Text(), "AFP-0043: -nbrows\n");
+#pragma once
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+
+#include "messenger.h"
+
+class MessageCapture {
+  public:
+    MessageCapture() {
+        char pattern[] = "/tmp/afp-messages-XXXXXX";
+        const int descriptor = ::mkstemp(pattern);
+        if (descriptor >= 0) {
+            ::close(descriptor);
+        }
+        m_path = pattern;
+        Reset();
+        Messenger::m_sErrorLogFileName = m_path;
+    }
+    ~MessageCapture() {
+        Reset();
+        Messenger::m_sErrorLogFileName.clear();
+        std::remove(m_path.c_str());
+    }
+    MessageCapture(const MessageCapture&) = delete;
+    MessageCapture& operator=(const MessageCapture&) = delete;
+
+    // Everything written so far.
+    std::string Text() const {
+        if (Messenger::m_fpErrorLogFile != nullptr) {
+            std::fflush(Messenger::m_fpErrorLogFile);
+        }
+        std::ifstream in(m_path);
+        std::stringstream content;
+        content << in.rdbuf();
+        return content.str();
+    }
+    const std::string& Path() const { return m_path; }
+
+  private:
+    static void Reset() {
+        if (Messenger::m_fpErrorLogFile != nullptr) {
+            std::fclose(Messenger::m_fpErrorLogFile);
+            Messenger::m_fpErrorLogFile = nullptr;
+        }
+        Messenger::m_sAuditLogFileName.clear();
+        Messenger::m_isParsingNewLog = false;
+    }
+
+    std::string m_path;
+};
