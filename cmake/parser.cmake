@@ -1,1 +1,4 @@
-# Subsystem fragment: parser (filled in by its owner).
+# The loading loop: directory scan, file load, line dispatch, table catalogue.
+# The event handlers add their sources to this library (cmake/handlers.cmake).
+add_library(afp_parser STATIC)
+target_link_libraries(afp_parser PUBLIC afp_rowaccess afp_database afp_usage afp_format afp_driver)
