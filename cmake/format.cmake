@@ -1,1 +1,18 @@
-# Subsystem fragment: format (filled in by its owner).
+# Subsystem fragment: format. The audit line format and its code tables, the
+# writer's audit record, and the audit-file writer tool.
+add_library(afp_format STATIC
+    auditfileprocessor/source/auditSupport.cpp
+    auditfileprocessor/source/auditRecord.cpp
+    auditfileprocessor/source/auditInfo.cpp
+    auditfileprocessor/source/attributeTree.cpp)
+target_include_directories(afp_format PUBLIC ${CMAKE_SOURCE_DIR}/auditfileprocessor/source)
+target_link_libraries(afp_format PUBLIC afp_encoding)
+
+if(AFP_TESTS)
+    add_executable(afp_format_tests
+        tests/auditfileprocessor/auditSupportTest.cpp
+        tests/auditfileprocessor/auditRecordTest.cpp
+        tests/auditfileprocessor/auditInfoTest.cpp)
+    target_link_libraries(afp_format_tests PRIVATE afp_format GTest::gtest_main)
+    gtest_discover_tests(afp_format_tests DISCOVERY_TIMEOUT 60)
+endif()
