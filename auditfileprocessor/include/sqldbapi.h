@@ -56,8 +56,11 @@ class SQLDB {
 
   private:
     std::unique_ptr<DatabaseDriver> m_driver;
-    bool m_transactionOpen = false;
-    bool m_cursorOpen = false;
+    // The driver whose transaction is open; NULL while none is.
+    DatabaseDriver* m_trHandle = nullptr;
+    // The descriptor of the query whose rows fetch() reads; NULL when none.
+    SqlDA* m_crHandle = nullptr;
+    std::unique_ptr<SqlDA> m_outputDA;  // owns what m_crHandle points at
     int m_status = 0;
     eRequestType m_requestType = kUpdate;
 };

@@ -1,0 +1,80 @@
+// DatabaseDriver is the one seam between the session (SQLDB) and a database
+// client library. A driver runs one statement at a time inside the one
+// transaction and reports every failure as a Result, never as an exception, so
+// that the session decides which message the administrator reads.
+//   std::unique_ptr<DatabaseDriver> driver = std::make_unique<SqliteDriver>();
+//   DatabaseDriver::Result result = driver->open("audit.db", "");
+//   if (result.ok()) result = driver->begin();
+//   if (result.ok()) result = driver->execute("INSERT INTO ...", false, columns);
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "sqlDA.h"
+
+class DatabaseDriver {
+  public:
+    // The status of a call. The failures say what to do next: a failed
+    // statement leaves its transaction intact (skip the row), a failed
+    // transaction was given up by the database (retry the batch), a failed
+    // connection needs the administrator.
+    enum Status {
+        kOk = 0,
+        kNoMoreRows = 100,
+        kStatementFailed = -1,
+        kTransactionFailed = -2,
+        kConnectionFailed = -3,
+    };
+
+    // Where a statement failed: while it was compiled or while it ran.
+    enum Phase { kPrepare, kRun };
+
+    // The outcome of one call; `message` is the database's own reason.
+    struct Result {
+        int status = kOk;
+        Phase phase = kRun;
+        std::string message;
+
+        bool ok() const { return status >= 0; }
+    };
+
+    // The length reported for text without a declared width: half the largest
+    // 32-bit length, so that no value is ever cut and adding to it cannot overflow.
+    static constexpr long kUnboundedTextLength = 0x3fffffffL;
+
+    virtual ~DatabaseDriver() = default;
+
+    // Opens the database `dbName` with the driver-specific connect string.
+    virtual Result open(const std::string& dbName, const std::string& connectString) = 0;
+    // Closes the database; an open transaction is rolled back. Safe to call twice.
+    virtual void close() = 0;
+
+    // How a user or password is written into the connect string so that blanks
+    // and quotes in it cannot change the meaning of the rest.
+    virtual std::string connectValue(const std::string& value) const { return value; }
+
+    // The texts of the session description: the database, the server's version
+    // and the client library's version.
+    virtual std::string databaseName() const = 0;
+    virtual std::string serverVersion() const = 0;
+    virtual std::string clientVersion() const = 0;
+    // True when dates are written TIMESTAMP '...', false when quoted alone.
+    virtual bool usesTypedDateLiterals() const = 0;
+
+    virtual Result begin() = 0;
+    virtual Result commit() = 0;
+    virtual Result rollback() = 0;
+
+    // Compiles and runs exactly one statement; text holding more than one is
+    // refused. For a query, `columns` receives the result's columns (empty
+    // when the statement yields none) and its rows are then read by fetch().
+    // A failed statement leaves the rest of the transaction intact.
+    virtual Result execute(const std::string& statement, bool query,
+                           std::vector<SqlDA::ColumnDescription>& columns) = 0;
+    // Reads the next row of the query in hand into `row`; kNoMoreRows at the end.
+    virtual Result fetch(std::vector<std::optional<std::string>>& row) = 0;
+    // Lets go of the statement in hand; nothing happens when there is none.
+    virtual void release() = 0;
+};

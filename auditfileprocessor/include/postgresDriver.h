@@ -1,0 +1,79 @@
+// PostgresDriver runs the audit database on a PostgreSQL server (database type
+// "PG"). Every statement runs inside its own savepoint so that a refused row
+// leaves the rest of its batch intact, and the savepoint, the statement and its
+// release travel as one pipeline: one round trip per statement.
+//   PostgresDriver driver;
+//   DatabaseDriver::Result result = driver.open("audit", "host=db1 user=afp password=x");
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "databaseDriver.h"
+#include "pgResult.h"
+
+struct pg_conn;
+
+class PostgresDriver : public DatabaseDriver {
+  public:
+    // Rows of a query read per round trip; one batch answers an existence check.
+    static constexpr int kFetchBatch = 100;
+
+    PostgresDriver();
+    ~PostgresDriver() override;
+    PostgresDriver(const PostgresDriver&) = delete;
+    PostgresDriver& operator=(const PostgresDriver&) = delete;
+
+    // `connectString` is a keyword/value string ("host=... port=..."); `dbName`
+    // is added to it as dbname. An empty string leaves the rest to libpq's defaults.
+    Result open(const std::string& dbName, const std::string& connectString) override;
+    void close() override;
+
+    // Quotes a value for the keyword/value syntax when it needs quoting.
+    std::string connectValue(const std::string& value) const override;
+
+    std::string databaseName() const override;
+    std::string serverVersion() const override;
+    std::string clientVersion() const override;
+    bool usesTypedDateLiterals() const override { return true; }
+
+    Result begin() override;
+    Result commit() override;
+    Result rollback() override;
+
+    Result execute(const std::string& statement, bool query,
+                   std::vector<SqlDA::ColumnDescription>& columns) override;
+    Result fetch(std::vector<std::optional<std::string>>& row) override;
+    void release() override;
+
+  private:
+    // One message of a pipeline.
+    struct Command {
+        enum Kind { kSimple, kPrepare, kRunPrepared };
+        Kind kind;
+        std::string text;  // empty for kRunPrepared, which runs the last prepared text
+        Phase phase;       // reported when this command fails
+    };
+
+    // The cursor of the query in hand. A released cursor stays declared until
+    // the next statement closes it in the same round trip.
+    enum CursorState { kNoCursor, kCursorInHand, kCursorToClose };
+
+    // Sends `commands` and a sync as one pipeline and reads one result per command.
+    Result runPipeline(const std::vector<Command>& commands, std::vector<PgResult>& results);
+    // Runs `body` between a savepoint and its release; a failure rolls back to
+    // the savepoint, so the transaction goes on. `results` holds the body's results.
+    Result runGuarded(const std::vector<Command>& body, std::vector<PgResult>& results);
+    // Runs one statement of the driver's own, outside any pipeline.
+    Result runSimple(const char* statement, const char* expectedTag);
+    // The failure of a command, with the server's reason.
+    Result failure(Status status, Phase phase, const pg_result* result) const;
+    bool connectionLost() const;
+
+    std::unique_ptr<pg_conn, void (*)(pg_conn*)> m_conn;
+    PgResult m_rows;  // the rows of the query in hand read so far
+    int m_nextRow = 0;
+    bool m_rowsExhausted = true;
+    CursorState m_cursor = kNoCursor;
+};

@@ -1,0 +1,441 @@
+#include "postgresDriver.h"
+
+#include <libpq-fe.h>
+
+#include <cctype>
+#include <cstring>
+
+namespace {
+
+// Type identifiers of the server's built-in types, which never change.
+constexpr Oid kInt2Oid = 21;
+constexpr Oid kInt4Oid = 23;
+constexpr Oid kInt8Oid = 20;
+constexpr Oid kTextOid = 25;
+constexpr Oid kBpcharOid = 1042;
+constexpr Oid kVarcharOid = 1043;
+constexpr Oid kDateOid = 1082;
+constexpr Oid kTimestampOid = 1114;
+constexpr Oid kTimestampTzOid = 1184;
+
+// The modifier of VARCHAR(n) and CHAR(n) is n plus this header size.
+constexpr int kVarHeaderSize = 4;
+
+const char kSavepoint[] = "SAVEPOINT afp_stmt";
+const char kReleaseSavepoint[] = "RELEASE SAVEPOINT afp_stmt";
+const char kRollbackToSavepoint[] = "ROLLBACK TO SAVEPOINT afp_stmt";
+const char kDeclareCursor[] = "DECLARE afp_cursor NO SCROLL CURSOR FOR ";
+const std::string kFetchCursor =
+    "FETCH " + std::to_string(PostgresDriver::kFetchBatch) + " FROM afp_cursor";
+
+DatabaseDriver::Result Failed(DatabaseDriver::Status status, DatabaseDriver::Phase phase,
+                              std::string message) {
+    DatabaseDriver::Result result;
+    result.status = status;
+    result.phase = phase;
+    result.message = std::move(message);
+    return result;
+}
+
+// The text on one line: the server's and the client's messages span several
+// lines, but they end up inside a one-line failure text.
+std::string OneLine(const char* text) {
+    std::string result;
+    bool blank = false;
+    for (const char* c = text == nullptr ? "" : text; *c != '\0'; ++c) {
+        if (std::isspace(static_cast<unsigned char>(*c))) {
+            blank = true;
+            continue;
+        }
+        if (blank && !result.empty()) {
+            result += ' ';
+        }
+        blank = false;
+        result += *c;
+    }
+    return result;
+}
+
+// The keyword/value syntax: single quotes, with quote and backslash escaped.
+std::string Quoted(const std::string& value) {
+    std::string quoted = "'";
+    for (char c : value) {
+        if (c == '\'' || c == '\\') {
+            quoted += '\\';
+        }
+        quoted += c;
+    }
+    return quoted + "'";
+}
+
+bool IsBlank(const std::string& text) {
+    for (char c : text) {
+        if (!std::isspace(static_cast<unsigned char>(c))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Succeeded(const PGresult* result) {
+    ExecStatusType status = PQresultStatus(result);
+    return result != nullptr && (status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK);
+}
+
+// Unquoted names come back folded to lower case; the schema spells them in upper case.
+std::string UpperCase(const char* text) {
+    std::string result = text == nullptr ? "" : text;
+    for (char& c : result) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return result;
+}
+
+SqlDA::ColumnDescription Describe(const PGresult* result, int column) {
+    SqlDA::ColumnDescription description;
+    description.name = UpperCase(PQfname(result, column));
+    int size = PQfsize(result, column);
+    description.length = size > 0 ? size : 0;
+    switch (PQftype(result, column)) {
+        case kInt2Oid:
+        case kInt4Oid:
+            description.type = kSqlColInteger;
+            break;
+        case kInt8Oid:
+            description.type = kSqlColBigInt;
+            break;
+        case kTextOid:
+        case kBpcharOid:
+        case kVarcharOid: {
+            int modifier = PQfmod(result, column);
+            description.type = kSqlColText;
+            description.length = modifier >= kVarHeaderSize
+                                     ? static_cast<long>(modifier - kVarHeaderSize) + 2
+                                     : DatabaseDriver::kUnboundedTextLength;
+            break;
+        }
+        case kDateOid:
+        case kTimestampOid:
+        case kTimestampTzOid:
+            description.type = kSqlColTimestamp;
+            break;
+        default:
+            description.type = kSqlColOther;
+            break;
+    }
+    return description;
+}
+
+// Server notices (warnings about savepoints and the like) are not for the
+// administrator's console.
+void IgnoreNotice(void*, const char*) {}
+
+}  // namespace
+
+PostgresDriver::PostgresDriver() : m_conn(nullptr, PQfinish) {}
+
+PostgresDriver::~PostgresDriver() {
+    close();
+}
+
+DatabaseDriver::Result PostgresDriver::open(const std::string& dbName,
+                                            const std::string& connectString) {
+    close();
+    std::string conninfo = connectString;
+    if (!dbName.empty()) {
+        conninfo += conninfo.empty() ? "dbname=" : " dbname=";
+        conninfo += Quoted(dbName);
+    }
+    m_conn.reset(PQconnectdb(conninfo.c_str()));
+    if (!m_conn) {
+        return Failed(kConnectionFailed, kRun, "out of memory while connecting");
+    }
+    if (PQstatus(m_conn.get()) != CONNECTION_OK) {
+        Result result = Failed(kConnectionFailed, kRun, OneLine(PQerrorMessage(m_conn.get())));
+        close();
+        return result;
+    }
+    PQsetNoticeProcessor(m_conn.get(), IgnoreNotice, nullptr);
+    return Result();
+}
+
+void PostgresDriver::close() {
+    m_rows.reset();
+    m_cursor = kNoCursor;
+    // Closing the connection rolls back whatever is open.
+    m_conn.reset();
+}
+
+std::string PostgresDriver::connectValue(const std::string& value) const {
+    bool plain = !value.empty();
+    for (char c : value) {
+        if (c == '\'' || c == '\\' || std::isspace(static_cast<unsigned char>(c))) {
+            plain = false;
+        }
+    }
+    return plain ? value : Quoted(value);
+}
+
+std::string PostgresDriver::databaseName() const {
+    return m_conn ? OneLine(PQdb(m_conn.get())) : "";
+}
+
+std::string PostgresDriver::serverVersion() const {
+    return m_conn ? OneLine(PQparameterStatus(m_conn.get(), "server_version")) : "";
+}
+
+std::string PostgresDriver::clientVersion() const {
+    // 150018 is 15.18; before version 10 the number was 90605 for 9.6.5.
+    int version = PQlibVersion();
+    int major = version / 10000;
+    if (major >= 10) {
+        return std::to_string(major) + "." + std::to_string(version % 10000);
+    }
+    return std::to_string(major) + "." + std::to_string(version / 100 % 100) + "." +
+           std::to_string(version % 100);
+}
+
+DatabaseDriver::Result PostgresDriver::begin() {
+    m_rows.reset();
+    m_cursor = kNoCursor;
+    return runSimple("BEGIN", "BEGIN");
+}
+
+DatabaseDriver::Result PostgresDriver::commit() {
+    m_rows.reset();
+    m_cursor = kNoCursor;  // cursors end with their transaction
+    // A transaction the server had to abort answers COMMIT with ROLLBACK.
+    return runSimple("COMMIT", "COMMIT");
+}
+
+DatabaseDriver::Result PostgresDriver::rollback() {
+    m_rows.reset();
+    m_cursor = kNoCursor;
+    return runSimple("ROLLBACK", "ROLLBACK");
+}
+
+DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, bool query,
+                                               std::vector<SqlDA::ColumnDescription>& columns) {
+    columns.clear();
+    release();
+    if (IsBlank(statement)) {
+        return Failed(kStatementFailed, kPrepare, "the statement is empty");
+    }
+    // Each text goes to the server as one extended-protocol statement, which
+    // the server refuses when the text holds more than one.
+    std::vector<Command> body;
+    if (query) {
+        // A cursor reads a query's rows a batch at a time, so describing a
+        // large table does not carry all of its rows over.
+        body.push_back({Command::kPrepare, kDeclareCursor + statement, kPrepare});
+        body.push_back({Command::kRunPrepared, "", kRun});
+        body.push_back({Command::kSimple, kFetchCursor, kRun});
+    } else {
+        body.push_back({Command::kPrepare, statement, kPrepare});
+        body.push_back({Command::kRunPrepared, "", kRun});
+    }
+    std::vector<PgResult> results;
+    Result result = runGuarded(body, results);
+    if (!result.ok() || !query) {
+        return result;
+    }
+    m_cursor = kCursorInHand;
+    m_rows = std::move(results.back());
+    m_nextRow = 0;
+    m_rowsExhausted = PQntuples(m_rows.get()) < kFetchBatch;
+    int columnCount = PQnfields(m_rows.get());
+    for (int i = 0; i < columnCount; ++i) {
+        columns.push_back(Describe(m_rows.get(), i));
+    }
+    return result;
+}
+
+DatabaseDriver::Result PostgresDriver::fetch(std::vector<std::optional<std::string>>& row) {
+    row.clear();
+    if (m_cursor != kCursorInHand || !m_rows) {
+        return Failed(kStatementFailed, kRun, "no query is open");
+    }
+    if (m_nextRow >= PQntuples(m_rows.get())) {
+        Result end;
+        end.status = kNoMoreRows;
+        if (m_rowsExhausted) {
+            return end;
+        }
+        std::vector<PgResult> results;
+        Result result = runGuarded({{Command::kSimple, kFetchCursor, kRun}}, results);
+        if (!result.ok()) {
+            return result;
+        }
+        m_rows = std::move(results.back());
+        m_nextRow = 0;
+        m_rowsExhausted = PQntuples(m_rows.get()) < kFetchBatch;
+        if (PQntuples(m_rows.get()) == 0) {
+            return end;
+        }
+    }
+    int columnCount = PQnfields(m_rows.get());
+    for (int i = 0; i < columnCount; ++i) {
+        if (PQgetisnull(m_rows.get(), m_nextRow, i)) {
+            row.emplace_back();
+        } else {
+            row.emplace_back(std::string(PQgetvalue(m_rows.get(), m_nextRow, i),
+                                         PQgetlength(m_rows.get(), m_nextRow, i)));
+        }
+    }
+    ++m_nextRow;
+    return Result();
+}
+
+void PostgresDriver::release() {
+    m_rows.reset();
+    if (m_cursor == kCursorInHand) {
+        m_cursor = kCursorToClose;
+    }
+}
+
+DatabaseDriver::Result PostgresDriver::runPipeline(const std::vector<Command>& commands,
+                                                   std::vector<PgResult>& results) {
+    results.clear();
+    PGconn* conn = m_conn.get();
+    if (conn == nullptr) {
+        return Failed(kConnectionFailed, kRun, "the database is not open");
+    }
+    if (PQenterPipelineMode(conn) != 1) {
+        return Failed(connectionLost() ? kConnectionFailed : kTransactionFailed, kRun,
+                      OneLine(PQerrorMessage(conn)));
+    }
+    std::string sendError;
+    size_t sent = 0;
+    for (const Command& command : commands) {
+        int ok = 0;
+        switch (command.kind) {
+            case Command::kSimple:
+                ok = PQsendQueryParams(conn, command.text.c_str(), 0, nullptr, nullptr, nullptr,
+                                       nullptr, 0);
+                break;
+            case Command::kPrepare:
+                ok = PQsendPrepare(conn, "", command.text.c_str(), 0, nullptr);
+                break;
+            case Command::kRunPrepared:
+                ok = PQsendQueryPrepared(conn, "", 0, nullptr, nullptr, nullptr, 0);
+                break;
+        }
+        if (ok != 1) {
+            sendError = OneLine(PQerrorMessage(conn));
+            break;
+        }
+        ++sent;
+    }
+    bool synced = PQpipelineSync(conn) == 1;
+    // Every result of what was sent is read, so that the connection is ready
+    // for the next statement whatever happened.
+    for (size_t i = 0; synced && i < sent; ++i) {
+        PGresult* first = PQgetResult(conn);
+        if (first == nullptr) {
+            break;
+        }
+        results.emplace_back(first);
+        while (PGresult* extra = PQgetResult(conn)) {
+            PQclear(extra);
+        }
+    }
+    if (synced) {
+        PgResult sync(PQgetResult(conn));
+    }
+    bool exited = PQexitPipelineMode(conn) == 1;
+    if (!sendError.empty() || !synced || !exited || results.size() != commands.size()) {
+        std::string message = sendError.empty() ? OneLine(PQerrorMessage(conn)) : sendError;
+        return Failed(connectionLost() ? kConnectionFailed : kTransactionFailed, kRun,
+                      message.empty() ? "the pipeline to the server broke off" : message);
+    }
+    return Result();
+}
+
+DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& body,
+                                                  std::vector<PgResult>& results) {
+    std::vector<Command> commands;
+    bool closing = m_cursor == kCursorToClose;
+    if (closing) {
+        commands.push_back({Command::kSimple, "CLOSE ALL", kRun});
+    }
+    size_t first = commands.size() + 1;
+    commands.push_back({Command::kSimple, kSavepoint, kRun});
+    commands.insert(commands.end(), body.begin(), body.end());
+    commands.push_back({Command::kSimple, kReleaseSavepoint, kRun});
+
+    std::vector<PgResult> all;
+    Result result = runPipeline(commands, all);
+    if (!result.ok()) {
+        return result;
+    }
+    if (closing && Succeeded(all.front().get())) {
+        m_cursor = kNoCursor;
+    }
+    for (size_t i = 0; i < all.size(); ++i) {
+        if (Succeeded(all[i].get())) {
+            continue;
+        }
+        if (i < first) {
+            // Without its savepoint the transaction cannot be saved.
+            return failure(kTransactionFailed, commands[i].phase, all[i].get());
+        }
+        result = failure(kStatementFailed, commands[i].phase, all[i].get());
+        if (Succeeded(all.back().get())) {
+            return result;  // refused here, not by the server: nothing to undo
+        }
+        std::vector<PgResult> recovery;
+        Result undone = runPipeline({{Command::kSimple, kRollbackToSavepoint, kRun},
+                                     {Command::kSimple, kReleaseSavepoint, kRun}},
+                                    recovery);
+        if (!undone.ok() || !Succeeded(recovery.at(0).get()) || !Succeeded(recovery.at(1).get())) {
+            result.status = connectionLost() ? kConnectionFailed : kTransactionFailed;
+        }
+        return result;
+    }
+    for (size_t i = first; i + 1 < all.size(); ++i) {
+        results.push_back(std::move(all[i]));
+    }
+    return Result();
+}
+
+DatabaseDriver::Result PostgresDriver::runSimple(const char* statement, const char* expectedTag) {
+    if (!m_conn) {
+        return Failed(kConnectionFailed, kRun, "the database is not open");
+    }
+    PgResult result(PQexec(m_conn.get(), statement));
+    if (!Succeeded(result.get())) {
+        return failure(kTransactionFailed, kRun, result.get());
+    }
+    if (std::strcmp(PQcmdStatus(result.get()), expectedTag) != 0) {
+        return Failed(
+            kTransactionFailed, kRun,
+            std::string("the server answered ") + PQcmdStatus(result.get()) + " to " + statement);
+    }
+    return Result();
+}
+
+DatabaseDriver::Result PostgresDriver::failure(Status status, Phase phase,
+                                               const pg_result* result) const {
+    if (connectionLost()) {
+        status = kConnectionFailed;
+    }
+    if (PQresultStatus(result) == PGRES_EMPTY_QUERY) {
+        return Failed(status, kPrepare, "the statement is empty");
+    }
+    std::string message;
+    if (result != nullptr) {
+        message = OneLine(PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY));
+        std::string detail = OneLine(PQresultErrorField(result, PG_DIAG_MESSAGE_DETAIL));
+        if (!detail.empty()) {
+            message += ": " + detail;
+        }
+    }
+    if (message.empty() && m_conn) {
+        message = OneLine(PQerrorMessage(m_conn.get()));
+    }
+    return Failed(status, phase, message.empty() ? "the server gave no reason" : message);
+}
+
+bool PostgresDriver::connectionLost() const {
+    return !m_conn || PQstatus(m_conn.get()) == CONNECTION_BAD;
+}

@@ -1,0 +1,229 @@
+#include "sqldbapi.h"
+
+#include <cstddef>
+#include <new>
+#include <utility>
+
+#include "cppWebException.h"
+#include "databaseDriver.h"
+#include "krlAssertError.h"
+#include "postgresDriver.h"
+#include "rdxSqlException.h"
+#include "sqliteDriver.h"
+
+namespace {
+
+const char kSourceFile[] = "auditfileprocessor/source/sqldbapi";
+
+// The attribute numbers of the session description.
+constexpr long kAttributeClientVersion = 114;
+constexpr long kAttributeDatabaseName = 118;
+constexpr long kAttributeServerVersion = 119;
+
+ExceptionLocation Where(const char* function, int line) {
+    return ExceptionLocation{kSourceFile, line, function, "KRL_THROW"};
+}
+
+// The failure text with "%0" replaced by the status and the database's own
+// reason after it, so that the fixed text stays a prefix that callers can match.
+[[noreturn]] void Raise(const char* text, const DatabaseDriver::Result& result,
+                        const char* function, int line) {
+    std::string message = text;
+    std::string::size_type insert = message.find("%0");
+    if (insert != std::string::npos) {
+        message.replace(insert, 2, std::to_string(result.status));
+    }
+    if (!result.message.empty()) {
+        message += " " + result.message;
+    }
+    throw RDXSQLException(message, result.status, Where(function, line));
+}
+
+std::unique_ptr<DatabaseDriver> MakeDriver(const std::string& dbType) {
+    if (dbType == "SQ") {
+        return std::make_unique<SqliteDriver>();
+    }
+    if (dbType == "PG") {
+        return std::make_unique<PostgresDriver>();
+    }
+    throw CPPWebException("Unsupported database type \"" + dbType +
+                              "\" in -dbconnect: the supported types are \"SQ\" (SQLite) and "
+                              "\"PG\" (PostgreSQL).",
+                          1, Where("SQLDB::connect", __LINE__));
+}
+
+// Places the user at the first "%s" of the connect string and the password at
+// the next one after it. A string without "%s" yields an empty result: the
+// database is then named by the database name alone.
+std::string EffectiveConnectString(const std::string& connectString, const std::string& user,
+                                   const std::string& password) {
+    std::string::size_type userAt = connectString.find("%s");
+    if (userAt == std::string::npos) {
+        return "";
+    }
+    std::string result = connectString.substr(0, userAt) + user + connectString.substr(userAt + 2);
+    // Searching after the user keeps a "%s" inside the user's own text intact.
+    std::string::size_type passwordAt = result.find("%s", userAt + user.size());
+    if (passwordAt != std::string::npos) {
+        result.replace(passwordAt, 2, password);
+    }
+    return result;
+}
+
+}  // namespace
+
+SQLDB::SQLDB() = default;
+
+SQLDB::~SQLDB() {
+    try {
+        disconnect();
+    } catch (...) {
+        // A destructor must not throw; the connection is gone either way.
+    }
+}
+
+std::string SQLDB::connect(const std::string& dbName, const std::string& connectString,
+                           const std::string& dbType, const std::string& user,
+                           const std::string& password) {
+    disconnect();
+    std::unique_ptr<DatabaseDriver> driver = MakeDriver(dbType);
+    std::string effective = EffectiveConnectString(connectString, driver->connectValue(user),
+                                                   driver->connectValue(password));
+    DatabaseDriver::Result result;
+    try {
+        result = driver->open(dbName, effective);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (...) {
+        throw CPPWebException(38, 1, Where("SQLDB::connect", __LINE__));
+    }
+    m_status = result.status;
+    if (!result.ok()) {
+        Raise("Attach to database failed with status %0.", result, "SQLDB::connect", __LINE__);
+    }
+    m_driver = std::move(driver);
+    return "Database: " + getAttribute(kAttributeDatabaseName) +
+           " Server Version: " + getAttribute(kAttributeServerVersion) +
+           " Client Version: " + getAttribute(kAttributeClientVersion);
+}
+
+std::string SQLDB::getAttribute(long attributeId) {
+    std::string value;
+    if (m_driver) {
+        switch (attributeId) {
+            case kAttributeDatabaseName:
+                value = m_driver->databaseName();
+                break;
+            case kAttributeServerVersion:
+                value = m_driver->serverVersion();
+                break;
+            case kAttributeClientVersion:
+                value = m_driver->clientVersion();
+                break;
+            default:
+                break;
+        }
+    }
+    return value.empty() ? "unknown" : value;
+}
+
+void SQLDB::disconnect() {
+    freeRequest();
+    if (m_trHandle != NULL) {
+        m_driver->rollback();  // uncommitted work does not survive the session
+        m_trHandle = NULL;
+    }
+    if (m_driver) {
+        m_driver->close();
+        m_driver.reset();
+    }
+}
+
+SqlDA* SQLDB::execute(std::string statement, eRequestType type) {
+    m_requestType = type;
+    KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
+    freeRequest();  // one statement in hand at a time
+    auto descriptor = std::make_unique<SqlDA>();
+    DatabaseDriver::Result result =
+        m_trHandle->execute(statement, type == kQuery, descriptor->columns);
+    m_status = result.status;
+    if (!result.ok()) {
+        m_trHandle->release();
+        if (result.phase == DatabaseDriver::kPrepare) {
+            Raise("Prepare failed with status %0.", result, "SQLDB::execute", __LINE__);
+        }
+        if (type == kQuery) {
+            Raise("Cursor open failed with status %0.", result, "SQLDB::execute", __LINE__);
+        }
+        Raise("sqlExecute failed with status %0.", result, "SQLDB::execute", __LINE__);
+    }
+    if (type == kUpdate || descriptor->columns.empty()) {
+        m_trHandle->release();
+        return NULL;
+    }
+    m_outputDA = std::move(descriptor);
+    m_crHandle = m_outputDA.get();
+    return m_crHandle;
+}
+
+SqlDA* SQLDB::fetch() {
+    KRL_ASSERT(m_crHandle != NULL, kSourceFile, __LINE__);
+    DatabaseDriver::Result result = m_driver->fetch(m_crHandle->row);
+    m_status = result.status;
+    if (!result.ok()) {
+        Raise("Fetch failed with status %0.", result, "SQLDB::fetch", __LINE__);
+    }
+    if (result.status == DatabaseDriver::kNoMoreRows) {
+        m_crHandle->row.clear();
+        return NULL;
+    }
+    return m_crHandle;
+}
+
+void SQLDB::startTransaction() {
+    KRL_ASSERT(m_trHandle == NULL, kSourceFile, __LINE__);
+    DatabaseDriver::Result result;
+    if (!m_driver) {
+        result.status = DatabaseDriver::kConnectionFailed;
+        result.message = "the session is not connected";
+    } else {
+        result = m_driver->begin();
+    }
+    m_status = result.status;
+    if (!result.ok()) {
+        Raise("Start transaction failed with status %0.", result, "SQLDB::startTransaction",
+              __LINE__);
+    }
+    m_trHandle = m_driver.get();
+}
+
+void SQLDB::commit(int commitOrRollback) {
+    if (m_trHandle == NULL) {
+        return;
+    }
+    freeRequest();
+    DatabaseDriver* driver = std::exchange(m_trHandle, nullptr);
+    DatabaseDriver::Result result = commitOrRollback != 0 ? driver->commit() : driver->rollback();
+    m_status = result.status;
+    // A batch that did not reach the disk must not pass for loaded; a failed
+    // rollback loses nothing, so it is only recorded.
+    if (!result.ok() && commitOrRollback != 0) {
+        Raise("Commit failed with status %0.", result, "SQLDB::commit", __LINE__);
+    }
+}
+
+bool SQLDB::isTransactionOpen() const {
+    return m_trHandle != NULL;
+}
+
+bool SQLDB::usesTypedDateLiterals() const {
+    return m_driver ? m_driver->usesTypedDateLiterals() : true;
+}
+
+void SQLDB::freeRequest() {
+    if (m_driver) {
+        m_driver->release();
+    }
+    m_crHandle = NULL;
+    m_outputDA.reset();
+}

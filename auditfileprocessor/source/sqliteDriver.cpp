@@ -1,0 +1,320 @@
+#include "sqliteDriver.h"
+
+#include <sqlite3.h>
+
+#include <cctype>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+DatabaseDriver::Result Failed(DatabaseDriver::Status status, DatabaseDriver::Phase phase,
+                              std::string message) {
+    DatabaseDriver::Result result;
+    result.status = status;
+    result.phase = phase;
+    result.message = std::move(message);
+    return result;
+}
+
+std::string UpperCase(const char* text) {
+    std::string result = text == nullptr ? "" : text;
+    for (char& c : result) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return result;
+}
+
+bool Contains(const std::string& text, const char* part) {
+    return text.find(part) != std::string::npos;
+}
+
+// The width n of a declared type "NAME(n)", or -1 when none is declared.
+long DeclaredWidth(const std::string& declared) {
+    std::string::size_type open = declared.find('(');
+    if (open == std::string::npos) {
+        return -1;
+    }
+    const char* digits = declared.c_str() + open + 1;
+    char* end = nullptr;
+    long width = std::strtol(digits, &end, 10);
+    if (end == digits || width < 0 || width > DatabaseDriver::kUnboundedTextLength - 2) {
+        return -1;
+    }
+    return width;
+}
+
+// Describes a column from the type its table declares, read the way SQLite
+// itself assigns column affinity (any type naming INT is an integer, CHAR,
+// CLOB or TEXT is text).
+SqlDA::ColumnDescription Describe(const char* name, const char* declaredType) {
+    SqlDA::ColumnDescription column;
+    column.name = name == nullptr ? "" : name;
+    std::string declared = UpperCase(declaredType);
+    if (declared == "BIGINT" || declared == "INT8") {
+        column.type = kSqlColBigInt;
+        column.length = 8;
+    } else if (Contains(declared, "INT")) {
+        column.type = kSqlColInteger;
+        column.length = 4;
+    } else if (Contains(declared, "CHAR") || Contains(declared, "CLOB") ||
+               Contains(declared, "TEXT")) {
+        long width = DeclaredWidth(declared);
+        column.type = kSqlColText;
+        column.length = width < 0 ? DatabaseDriver::kUnboundedTextLength : width + 2;
+    } else if (Contains(declared, "TIMESTAMP") || Contains(declared, "DATE")) {
+        column.type = kSqlColTimestamp;
+        column.length = 8;
+    } else {
+        column.type = kSqlColOther;
+        column.length = 0;
+    }
+    return column;
+}
+
+bool OnlyBlanks(const char* text) {
+    for (; *text != '\0'; ++text) {
+        if (!std::isspace(static_cast<unsigned char>(*text))) {
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
+SqliteDriver::SqliteDriver() : m_db(nullptr, sqlite3_close_v2) {}
+
+SqliteDriver::~SqliteDriver() {
+    close();
+}
+
+DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::string&) {
+    close();
+    if (dbName.empty()) {
+        return Failed(kConnectionFailed, kRun, "no SQLite database file was named (-dbname)");
+    }
+    m_fileName = dbName;
+    sqlite3* handle = nullptr;
+    // Read-write but never create: a missing file is an administrator's error.
+    int code = sqlite3_open_v2(dbName.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+    m_db.reset(handle);
+    if (code != SQLITE_OK) {
+        std::string reason = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
+        close();
+        return Failed(kConnectionFailed, kRun,
+                      "cannot open the SQLite database file \"" + dbName + "\": " + reason +
+                          " (it must exist and hold the audit tables)");
+    }
+    if (sqlite3_db_readonly(m_db.get(), "main") == 1) {
+        close();
+        return Failed(kConnectionFailed, kRun,
+                      "the SQLite database file \"" + dbName + "\" is read-only");
+    }
+    sqlite3_busy_timeout(m_db.get(), kBusyTimeoutMs);
+    // WAL keeps readers off the writer's back; FULL makes a committed batch
+    // survive a power loss, which the resume logic relies on.
+    Result result = runToEnd("PRAGMA journal_mode=WAL");
+    if (result.ok()) {
+        result = runToEnd("PRAGMA synchronous=FULL");
+    }
+    if (!result.ok()) {
+        result.status = kConnectionFailed;
+        result.message =
+            "cannot use the SQLite database file \"" + dbName + "\": " + result.message;
+        close();
+    }
+    return result;
+}
+
+void SqliteDriver::close() {
+    m_statement.reset();
+    if (m_db && transactionOpenInDatabase()) {
+        runToEnd("ROLLBACK");
+    }
+    m_inTransaction = false;
+    m_db.reset();
+}
+
+std::string SqliteDriver::serverVersion() const {
+    return sqlite3_libversion();
+}
+
+std::string SqliteDriver::clientVersion() const {
+    return SQLITE_VERSION;
+}
+
+DatabaseDriver::Result SqliteDriver::begin() {
+    // IMMEDIATE takes the write lock now: two loaders that both began reading
+    // could otherwise deadlock when each tries to upgrade to writing.
+    Result result = runToEnd("BEGIN IMMEDIATE");
+    m_inTransaction = result.ok();
+    return result;
+}
+
+DatabaseDriver::Result SqliteDriver::commit() {
+    m_statement.reset();
+    Result result = runToEnd("COMMIT");
+    if (!result.ok() && transactionOpenInDatabase()) {
+        // Leave no half-open transaction behind for the next batch.
+        runToEnd("ROLLBACK");
+    }
+    if (!result.ok() && m_inTransaction) {
+        result.status = kTransactionFailed;
+    }
+    m_inTransaction = false;
+    return result;
+}
+
+DatabaseDriver::Result SqliteDriver::rollback() {
+    m_statement.reset();
+    m_inTransaction = false;
+    if (!transactionOpenInDatabase()) {
+        return Result();  // the database already gave it up
+    }
+    return runToEnd("ROLLBACK");
+}
+
+DatabaseDriver::Result SqliteDriver::execute(const std::string& statement, bool query,
+                                             std::vector<SqlDA::ColumnDescription>& columns) {
+    columns.clear();
+    m_statement.reset();
+    if (m_inTransaction && !transactionOpenInDatabase()) {
+        // An earlier I/O or lock failure made SQLite roll back on its own; a
+        // statement run now would commit by itself, outside the batch.
+        return Failed(kTransactionFailed, kPrepare,
+                      "the transaction was rolled back by the database after an earlier error");
+    }
+    SqliteStatement compiled;
+    Result result = prepare(statement, compiled);
+    if (!result.ok()) {
+        return result;
+    }
+    int columnCount = sqlite3_column_count(compiled.get());
+    if (query && columnCount > 0) {
+        for (int i = 0; i < columnCount; ++i) {
+            columns.push_back(Describe(sqlite3_column_name(compiled.get(), i),
+                                       sqlite3_column_decltype(compiled.get(), i)));
+        }
+        m_statement = std::move(compiled);
+        return result;
+    }
+    int code = SQLITE_ROW;
+    while (code == SQLITE_ROW) {
+        code = sqlite3_step(compiled.get());
+    }
+    return code == SQLITE_DONE ? Result() : failure(kRun, code);
+}
+
+DatabaseDriver::Result SqliteDriver::fetch(std::vector<std::optional<std::string>>& row) {
+    row.clear();
+    if (!m_statement) {
+        return Failed(kStatementFailed, kRun, "no query is open");
+    }
+    int code = sqlite3_step(m_statement.get());
+    if (code == SQLITE_DONE) {
+        Result end;
+        end.status = kNoMoreRows;
+        return end;
+    }
+    if (code != SQLITE_ROW) {
+        return failure(kRun, code);
+    }
+    int columnCount = sqlite3_column_count(m_statement.get());
+    for (int i = 0; i < columnCount; ++i) {
+        if (sqlite3_column_type(m_statement.get(), i) == SQLITE_NULL) {
+            row.emplace_back();
+            continue;
+        }
+        // Text first, then its length: the order SQLite documents as safe.
+        const unsigned char* text = sqlite3_column_text(m_statement.get(), i);
+        int length = sqlite3_column_bytes(m_statement.get(), i);
+        row.emplace_back(std::string(reinterpret_cast<const char*>(text),
+                                     text == nullptr || length < 0 ? 0 : length));
+    }
+    return Result();
+}
+
+void SqliteDriver::release() {
+    m_statement.reset();
+}
+
+DatabaseDriver::Result SqliteDriver::prepare(const std::string& statement,
+                                             SqliteStatement& compiled) {
+    if (!m_db) {
+        return Failed(kConnectionFailed, kPrepare, "the database is not open");
+    }
+    if (statement.find('\0') != std::string::npos) {
+        // SQLite would stop reading at the NUL and run a shortened statement.
+        return Failed(kStatementFailed, kPrepare, "the statement holds a NUL character");
+    }
+    if (statement.size() >= static_cast<std::string::size_type>(INT_MAX)) {
+        return Failed(kStatementFailed, kPrepare, "the statement is too long");
+    }
+    sqlite3_stmt* handle = nullptr;
+    const char* tail = nullptr;
+    int code = sqlite3_prepare_v2(m_db.get(), statement.c_str(),
+                                  static_cast<int>(statement.size()) + 1, &handle, &tail);
+    compiled = SqliteStatement(handle);
+    if (code != SQLITE_OK) {
+        return failure(kPrepare, code);
+    }
+    if (!compiled) {
+        return Failed(kStatementFailed, kPrepare, "the statement is empty");
+    }
+    // Anything after the first statement but blanks and comments is a second
+    // statement, which is refused rather than silently dropped.
+    while (tail != nullptr && !OnlyBlanks(tail)) {
+        sqlite3_stmt* next = nullptr;
+        const char* nextTail = nullptr;
+        code = sqlite3_prepare_v2(m_db.get(), tail, -1, &next, &nextTail);
+        SqliteStatement extra(next);
+        if (code != SQLITE_OK || extra || nextTail == tail) {
+            compiled.reset();
+            return Failed(kStatementFailed, kPrepare,
+                          "the text holds more than one statement; only one is run at a time");
+        }
+        tail = nextTail;
+    }
+    return Result();
+}
+
+DatabaseDriver::Result SqliteDriver::runToEnd(const char* statement) {
+    SqliteStatement compiled;
+    Result result = prepare(statement, compiled);
+    if (!result.ok()) {
+        return result;
+    }
+    int code = SQLITE_ROW;
+    while (code == SQLITE_ROW) {
+        code = sqlite3_step(compiled.get());
+    }
+    return code == SQLITE_DONE ? Result() : failure(kRun, code);
+}
+
+DatabaseDriver::Result SqliteDriver::failure(Phase phase, int code) const {
+    Status status = kStatementFailed;
+    switch (code & 0xff) {
+        case SQLITE_IOERR:
+        case SQLITE_CORRUPT:
+        case SQLITE_NOTADB:
+        case SQLITE_CANTOPEN:
+        case SQLITE_FULL:
+        case SQLITE_READONLY:
+        case SQLITE_PERM:
+            status = kConnectionFailed;
+            break;
+        default:
+            break;
+    }
+    if (status == kStatementFailed && m_inTransaction && !transactionOpenInDatabase()) {
+        status = kTransactionFailed;
+    }
+    std::string message = m_db ? sqlite3_errmsg(m_db.get()) : sqlite3_errstr(code);
+    return Failed(status, phase, message);
+}
+
+bool SqliteDriver::transactionOpenInDatabase() const {
+    return m_db && sqlite3_get_autocommit(m_db.get()) == 0;
+}
