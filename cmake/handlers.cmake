@@ -1,4 +1,12 @@
 # The event handlers: members of the Parser, compiled into its library.
 target_sources(afp_parser PRIVATE
     auditfileprocessor/source/parserConstants.cpp
-    auditfileprocessor/source/parserHandlerStubs.cpp)
+    auditfileprocessor/source/handlerSupport.cpp
+    auditfileprocessor/source/parserStartupInfo.cpp
+    auditfileprocessor/source/parserRequestInfo.cpp
+    auditfileprocessor/source/parserRemoteRequestInfo.cpp
+    auditfileprocessor/source/parserRequestError.cpp
+    auditfileprocessor/source/parserUsage.cpp
+    auditfileprocessor/source/parserAdminInfo.cpp
+    auditfileprocessor/source/parserTarvelInfo.cpp
+    auditfileprocessor/source/parserUserInfo.cpp)

@@ -1,0 +1,120 @@
+// The usage records of a request: its codes, names and counts arrive as three
+// lines; the codes and names wait in the parser until the counts come, then
+// one row is written per dimension, level and measure the request used.
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "auditSupport.h"
+#include "checkedLine.h"
+#include "codeNameValueTuple.h"
+#include "dimUsageTableAccess.h"
+#include "krlAssertError.h"
+#include "levelUsageTableAccess.h"
+#include "measureUsageTableAccess.h"
+#include "parser.h"
+#include "qxdsUsageInfoHelper.h"
+
+using AuditSupport::message;
+using AuditSupport::msg_format;
+using AuditSupport::request_id;
+using AuditSupport::session_id;
+
+bool Parser::ParseUsage(const std::vector<std::string>& fields) {
+    const CheckedLine line(fields);
+    // clang-format off
+    KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUC ) ) || 0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUH ) ) || 0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUD ) ) || 0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUI ) ), "auditfileprocessor/source/parser", 910);
+    // clang-format on
+
+    const std::string& sessionId = line[session_id];
+    const std::string& requestId = line[request_id];
+    // Joined without a separator, as the usage lines have always been keyed.
+    const std::string requestKey = sessionId + requestId;
+    const std::string& format = line[msg_format];
+
+    // A second codes or names line for a waiting request keeps the first text.
+    if (format == AuditSupport::GetFormat(AuditSupport::kQXUC)) {
+        usageCodesByRequest.emplace(requestKey, line[message]);
+        return true;
+    }
+    if (format == AuditSupport::GetFormat(AuditSupport::kQXUI)) {
+        return true;
+    }
+    if (format == AuditSupport::GetFormat(AuditSupport::kQXUH)) {
+        usageNamesByRequest.emplace(requestKey, line[message]);
+        return true;
+    }
+    // Only the counts line is left. Read again while resuming, it is refused:
+    // its codes and names stay waiting for the line's new reading.
+    if (!resumeReached) {
+        return false;
+    }
+
+    const auto names = usageNamesByRequest.find(requestKey);
+    const auto codes = usageCodesByRequest.find(requestKey);
+    if (names == usageNamesByRequest.end() || codes == usageCodesByRequest.end()) {
+        return false;
+    }
+    const std::string usageNames = names->second;
+    const std::string usageCodes = codes->second;
+    usageNamesByRequest.erase(names);
+    usageCodesByRequest.erase(codes);
+
+    std::vector<std::vector<CodeNameValueTuple>> usageArray;
+    qxdsUsageInfoHelper::buildUsageArray(usageCodes, usageNames, line[message], usageArray);
+    if (usageArray.empty()) {
+        return false;
+    }
+
+    // Record 0 lists the dimensions, its last field standing for the measures;
+    // record k holds the levels of dimension k, the last record the measures.
+    const std::vector<CodeNameValueTuple>& dimensions = usageArray.front();
+    const std::size_t dimensionCount = dimensions.empty() ? 0 : dimensions.size() - 1;
+    KRL_ASSERT(dimensionCount == 0 || usageArray.size() > dimensionCount,
+               "auditfileprocessor/source/parser", 951);
+
+    bool inserted = false;
+    for (std::size_t dimension = 0; dimension < dimensionCount; ++dimension) {
+        const CodeNameValueTuple& dimensionUsage = dimensions.at(dimension);
+        DimUsageTableAccess dimRow(TableFor(kDimUsageTable));
+        dimRow.m_sessionId.SetValue(sessionId);
+        dimRow.m_requestId.SetValue(requestId);
+        dimRow.m_dimCode.SetValue(dimensionUsage.code);
+        dimRow.m_dimName.SetValue(dimensionUsage.name);
+        dimRow.m_dimCount.SetValue(dimensionUsage.value);
+        inserted = dimRow.Insert(db);
+        if (!inserted) {
+            return false;
+        }
+
+        for (const CodeNameValueTuple& levelUsage : usageArray.at(dimension + 1)) {
+            LevelUsageTableAccess levelRow(TableFor(kLevelUsageTable));
+            levelRow.m_sessionId.SetValue(sessionId);
+            levelRow.m_requestId.SetValue(requestId);
+            levelRow.m_dimCode.SetValue(dimensionUsage.code);
+            levelRow.m_levelCode.SetValue(levelUsage.code);
+            levelRow.m_levelName.SetValue(levelUsage.name);
+            levelRow.m_levelCount.SetValue(levelUsage.value);
+            inserted = levelRow.Insert(db);
+            if (!inserted) {
+                return false;
+            }
+        }
+    }
+
+    for (const CodeNameValueTuple& measureUsage : usageArray.back()) {
+        MeasureUsageTableAccess measureRow(TableFor(kMeasureUsageTable));
+        measureRow.m_sessionId.SetValue(sessionId);
+        measureRow.m_requestId.SetValue(requestId);
+        measureRow.m_measureCode.SetValue(measureUsage.code);
+        measureRow.m_measureName.SetValue(measureUsage.name);
+        measureRow.m_measureCount.SetValue(measureUsage.value);
+        inserted = measureRow.Insert(db);
+        if (!inserted) {
+            return false;
+        }
+    }
+    // False when the blob named nothing to write.
+    return inserted;
+}
