@@ -305,6 +305,11 @@ DatabaseDriver::Result SqliteDriver::failure(Phase phase, int code) const {
         case SQLITE_PERM:
             status = kConnectionFailed;
             break;
+        case SQLITE_BUSY:
+        case SQLITE_LOCKED:
+            // Another loader held the lock past the timeout: the batch can be retried.
+            status = kTransactionFailed;
+            break;
         default:
             break;
     }

@@ -4,8 +4,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "cppWebException.h"
@@ -259,6 +263,32 @@ TEST_P(SqldbTest, MisuseRaisesTheSessionAssertions) {
     db.commit(0);
 }
 
+TEST_P(SqldbTest, ConcurrentLoadersWaitForEachOtherInsteadOfFailing) {
+    SQLDB& first = m_database.db();
+    SQLDB second;
+    second.connect(m_database.dbName(), m_database.connectString(), m_database.dbType(),
+                   m_database.dbUser(), m_database.dbPassword());
+    first.startTransaction();
+    Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('first')");
+    std::string secondFailure;
+    std::thread other([&] {
+        secondFailure = FailureText([&] {
+            second.startTransaction();
+            second.execute("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('second')",
+                           SQLDB::kUpdate);
+            second.freeRequest();
+            second.commit(1);
+        });
+    });
+    // Gives the second loader the chance to run into the first one's lock;
+    // the outcome does not depend on it.
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    first.commit(1);
+    other.join();
+    EXPECT_EQ(secondFailure, "<no exception>");
+    EXPECT_EQ(m_database.countRows("QXES_SESSION"), 2);
+}
+
 INSTANTIATE_TEST_SUITE_P(Backends, SqldbTest,
                          ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
                          TestBackendName());
@@ -271,16 +301,29 @@ TEST(SqldbConnectTest, UnknownDatabaseTypeNamesTheSupportedOnes) {
     EXPECT_NE(text.find("\"PG\""), std::string::npos) << text;
 }
 
-TEST(SqldbConnectTest, MissingSqliteFileIsNamedAndNeverCreated) {
-    char dir[] = "/tmp/afp-missing-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    std::string path = std::string(dir) + "/audit.db";
-    SQLDB db;
-    std::string text = FailureText([&] { db.connect(path, "", "SQ", "u", "p"); });
-    EXPECT_TRUE(StartsWith(text, "Attach to database failed with status -3. ")) << text;
-    EXPECT_NE(text.find(path), std::string::npos) << text;
-    EXPECT_FALSE(FileExists(path));
-    rmdir(dir);
+TEST(SqldbConnectTest, SqliteFileThatIsNoAuditDatabaseIsRefusedByName) {
+    struct Case {
+        const char* name;
+        const char* content;  // NULL: the file does not exist
+    };
+    for (const Case& c : {Case{"missing file", nullptr}, Case{"text file", "not a database\n"}}) {
+        SCOPED_TRACE(c.name);
+        char dir[] = "/tmp/afp-missing-XXXXXX";
+        ASSERT_NE(mkdtemp(dir), nullptr);
+        std::string path = std::string(dir) + "/audit.db";
+        if (c.content != nullptr) {
+            std::ofstream(path) << c.content;
+        }
+        SQLDB db;
+        std::string text = FailureText([&] { db.connect(path, "", "SQ", "u", "p"); });
+        EXPECT_TRUE(StartsWith(text, "Attach to database failed with status -3. ")) << text;
+        EXPECT_NE(text.find(path), std::string::npos) << text;
+        EXPECT_EQ(FileExists(path), c.content != nullptr);
+        for (const char* suffix : {"", "-wal", "-shm"}) {
+            std::remove((path + suffix).c_str());
+        }
+        rmdir(dir);
+    }
 }
 
 class PostgresConnectTest : public ::testing::Test {
