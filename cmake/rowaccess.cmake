@@ -28,3 +28,10 @@ if(AFP_TESTS AND TARGET afp_driver)
     target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_driver GTest::gtest_main)
     gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
 endif()
+
+if(AFP_TESTS AND TARGET afp_driver AND TARGET afp_testdatabase)
+    add_executable(afp_rowaccess_db_tests tests/auditfileprocessor/accessorsTest.cpp)
+    target_link_libraries(afp_rowaccess_db_tests PRIVATE afp_rowaccess afp_driver afp_testdatabase
+        GTest::gtest_main)
+    gtest_discover_tests(afp_rowaccess_db_tests DISCOVERY_TIMEOUT 60)
+endif()
