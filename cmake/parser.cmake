@@ -1,6 +1,11 @@
 # The loading loop: directory scan, file load, line dispatch, table catalogue.
 # The event handlers add their sources to this library (cmake/handlers.cmake).
 add_library(afp_parser STATIC
+    auditfileprocessor/source/auditFileClaim.cpp
     auditfileprocessor/source/parser.cpp
+    auditfileprocessor/source/parserDirectory.cpp
+    auditfileprocessor/source/parserDispatch.cpp
+    auditfileprocessor/source/parserFile.cpp
+    auditfileprocessor/source/parserLine.cpp
     auditfileprocessor/source/parserTableCatalogue.cpp)
 target_link_libraries(afp_parser PUBLIC afp_rowaccess afp_database afp_usage afp_format afp_driver)

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "afpOptions.h"
+#include "auditFileClaim.h"
 #include "table.h"
 #include "tableId.h"
 
@@ -44,6 +45,20 @@ class Parser {
     void FixupDateTime(std::string& stamp) const;
     bool TokenizeLine(std::vector<std::string>& fields, const std::string& line) const;
     void AddLineToAuditFilename(const std::string& path, unsigned long line) const;
+
+    // The resume number in an audit file's own name: the decimal digits between
+    // the last two dots of the name ("qxes_audit_x.120.log" gives 120); 0 when
+    // that text is missing, not all digits, or too large for 32 bits.
+    static uint32_t ResumeNumberOf(const std::string& path);
+    // Position in path of the last "." of the file's own name, or npos.
+    static std::string::size_type ExtensionDotOf(const std::string& path);
+
+    static const char kAuditFilePrefix[];  // "qxes_audit"
+    static const char kAuditFileExt[];     // ".log"
+    static const char kLiveAuditFile[];    // "qxes_audit.log", never touched
+    static const char kDoneExt[];          // ".___"
+    // One line read at a time, newline and NUL included; longer lines come in pieces.
+    static constexpr size_t kLineBufferSize = 10240;
 
     // Table catalogue.
     void CreateAuditDBTableMap();
@@ -105,6 +120,10 @@ class Parser {
     AFPOptions options;
     std::string programDir;
     std::map<TableId, std::unique_ptr<Table>> tables;
+
+    // The claim that IsFileAvailableForWriting took on the file in hand; the scan
+    // takes it over and keeps it until the file's final rename.
+    mutable AuditFileClaim m_claim;
 
     // Usage codes and names waiting for their data line, by session and
     // request identifier joined without a separator; kept across files.
