@@ -12,26 +12,19 @@ add_library(afp_rowaccess STATIC
     auditfileprocessor/source/dimUsageTableAccess.cpp
     auditfileprocessor/source/measureUsageTableAccess.cpp
     auditfileprocessor/source/levelUsageTableAccess.cpp)
-target_link_libraries(afp_rowaccess PUBLIC afp_runtime)
-foreach(dependency afp_database afp_driver)
-    if(TARGET ${dependency})
-        target_link_libraries(afp_rowaccess PUBLIC ${dependency})
-    endif()
-endforeach()
+target_link_libraries(afp_rowaccess PUBLIC afp_database afp_driver afp_runtime)
 
-# The tests need the messenger and the process globals of the driver library,
-# and a real database for the statements that run.
-if(AFP_TESTS AND TARGET afp_driver)
+if(AFP_TESTS)
+    # Statement text, literals and checks, without a database.
     add_executable(afp_rowaccess_tests
         tests/auditfileprocessor/sqlValueCheckTest.cpp
         tests/auditfileprocessor/tableAccessTest.cpp)
-    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_driver GTest::gtest_main)
+    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess GTest::gtest_main)
     gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
-endif()
 
-if(AFP_TESTS AND TARGET afp_driver AND TARGET afp_testdatabase)
+    # The accessors against real SQLite and PostgreSQL databases.
     add_executable(afp_rowaccess_db_tests tests/auditfileprocessor/accessorsTest.cpp)
-    target_link_libraries(afp_rowaccess_db_tests PRIVATE afp_rowaccess afp_driver afp_testdatabase
+    target_link_libraries(afp_rowaccess_db_tests PRIVATE afp_rowaccess afp_testdatabase
         GTest::gtest_main)
     gtest_discover_tests(afp_rowaccess_db_tests DISCOVERY_TIMEOUT 60)
 endif()
