@@ -32,17 +32,22 @@ class SQLDB {
     std::string connect(const std::string& dbName, const std::string& connectString,
                         const std::string& dbType, const std::string& user,
                         const std::string& password);
+    // 118 the database, 119 the server's version, 114 the client library's
+    // version; "unknown" for anything else or before connecting.
     std::string getAttribute(long attributeId);
     void disconnect();
 
     // Prepares and runs one statement. A query returns its descriptor (the
-    // cursor is then open), anything else NULL. Failures throw CPPWebException.
+    // cursor is then open), anything else NULL. Failures throw RDXSQLException
+    // ("Prepare failed with status -1. <the database's reason>").
     SqlDA* execute(std::string statement, eRequestType type);
     // The next row of the open query, or NULL at the end.
     SqlDA* fetch();
 
     void startTransaction();
     // Non-zero commits, zero rolls back; nothing happens when no transaction is open.
+    // A commit that fails raises "Commit failed with status %0.": the batch is lost
+    // and must not pass for loaded. The transaction is over either way.
     void commit(int commitOrRollback);
     bool isTransactionOpen() const;
     // True when the database takes date literals written TIMESTAMP '...';
@@ -51,7 +56,9 @@ class SQLDB {
     // Releases the statement in hand; called after every statement.
     void freeRequest();
 
-    // The status of the last driver call: negative is an error, 100 is end of data.
+    // The status of the last driver call: 0 done, 100 end of data, -1 the
+    // statement was refused (its transaction goes on), -2 the database gave up
+    // the transaction (retry the batch), -3 the database cannot be reached.
     int lastStatus() const { return m_status; }
 
   private:

@@ -326,7 +326,7 @@ TEST(SqldbConnectTest, SqliteFileThatIsNoAuditDatabaseIsRefusedByName) {
     }
 }
 
-class PostgresConnectTest : public ::testing::Test {
+class PostgresSessionTest : public ::testing::Test {
   protected:
     void SetUp() override { AFP_REQUIRE_DATABASE(m_database); }
 
@@ -338,7 +338,7 @@ class PostgresConnectTest : public ::testing::Test {
     TestDatabase m_database{TestBackend::kPostgreSQL};
 };
 
-TEST_F(PostgresConnectTest, UserAndPasswordWithBlanksAndQuotesAreQuoted) {
+TEST_F(PostgresSessionTest, UserAndPasswordWithBlanksAndQuotesAreQuoted) {
     std::string user = "afp o'user " + m_database.dbName();
     std::string password = "pa ss\\w'rd";
     std::string quotedUser = "\"afp o'user " + m_database.dbName() + "\"";
@@ -352,7 +352,7 @@ TEST_F(PostgresConnectTest, UserAndPasswordWithBlanksAndQuotesAreQuoted) {
     m_database.exec("DROP ROLE " + quotedUser);
 }
 
-TEST_F(PostgresConnectTest, ConnectStringWithOnePlaceholderGetsNoPassword) {
+TEST_F(PostgresSessionTest, ConnectStringWithOnePlaceholderGetsNoPassword) {
     SQLDB db;
     std::string text = FailureText([&] {
         db.connect(m_database.dbName(), ServerPart() + " user=%s", "PG", m_database.dbUser(),
@@ -361,7 +361,7 @@ TEST_F(PostgresConnectTest, ConnectStringWithOnePlaceholderGetsNoPassword) {
     EXPECT_TRUE(StartsWith(text, "Attach to database failed with status -3. ")) << text;
 }
 
-TEST_F(PostgresConnectTest, ConnectStringWithoutPlaceholderLeavesTheRestToDefaults) {
+TEST_F(PostgresSessionTest, ConnectStringWithoutPlaceholderLeavesTheRestToDefaults) {
     // With no "%s" the connect string is dropped whole, so even a host that
     // does not resolve is never tried: the client's defaults apply.
     struct Env {
@@ -386,6 +386,22 @@ TEST_F(PostgresConnectTest, ConnectStringWithoutPlaceholderLeavesTheRestToDefaul
         unsetenv(e.name);
     }
     EXPECT_EQ(text, "<no exception>");
+}
+
+TEST_F(PostgresSessionTest, FailedCommitIsRaisedAndEndsTheTransaction) {
+    m_database.exec("CREATE TABLE DEFERRED_CHECK (X INTEGER UNIQUE DEFERRABLE INITIALLY DEFERRED)");
+    SQLDB& db = m_database.db();
+    db.startTransaction();
+    db.execute("INSERT INTO DEFERRED_CHECK VALUES (1)", SQLDB::kUpdate);
+    db.execute("INSERT INTO DEFERRED_CHECK VALUES (1)", SQLDB::kUpdate);
+    std::string text = FailureText([&] { db.commit(1); });
+    EXPECT_TRUE(StartsWith(text, "Commit failed with status -2. ")) << text;
+    EXPECT_FALSE(db.isTransactionOpen());
+    db.startTransaction();
+    db.execute("INSERT INTO DEFERRED_CHECK VALUES (2)", SQLDB::kUpdate);
+    db.commit(1);
+    std::vector<std::vector<std::string>> expected = {{"2"}};
+    EXPECT_EQ(m_database.query("SELECT X FROM DEFERRED_CHECK"), expected);
 }
 
 }  // namespace
