@@ -16,3 +16,26 @@ if(AFP_TESTS)
     target_link_libraries(afp_format_tests PRIVATE afp_format GTest::gtest_main)
     gtest_discover_tests(afp_format_tests DISCOVERY_TIMEOUT 60)
 endif()
+
+# The audit-file writer: a library for its tests, and the program.
+add_library(afp_auditgen STATIC
+    tools/qxesauditgen/auditDirectoryWriter.cpp
+    tools/qxesauditgen/auditGenOptions.cpp
+    tools/qxesauditgen/auditTrafficGenerator.cpp
+    tools/qxesauditgen/stampClock.cpp)
+target_include_directories(afp_auditgen PUBLIC ${CMAKE_SOURCE_DIR}/tools/qxesauditgen)
+target_link_libraries(afp_auditgen PUBLIC afp_format)
+
+add_executable(qxesauditgen tools/qxesauditgen/qxesauditgen.cpp)
+target_link_libraries(qxesauditgen PRIVATE afp_auditgen)
+
+if(AFP_TESTS)
+    add_executable(afp_auditgen_tests
+        tests/tools/qxesauditgenTest.cpp
+        tests/tools/stampClockTest.cpp)
+    target_link_libraries(afp_auditgen_tests PRIVATE afp_auditgen GTest::gtest_main)
+    target_compile_definitions(afp_auditgen_tests PRIVATE
+        QXESAUDITGEN_PATH="$<TARGET_FILE:qxesauditgen>")
+    add_dependencies(afp_auditgen_tests qxesauditgen)
+    gtest_discover_tests(afp_auditgen_tests DISCOVERY_TIMEOUT 60)
+endif()
