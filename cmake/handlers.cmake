@@ -10,3 +10,10 @@ target_sources(afp_parser PRIVATE
     auditfileprocessor/source/parserAdminInfo.cpp
     auditfileprocessor/source/parserTarvelInfo.cpp
     auditfileprocessor/source/parserUserInfo.cpp)
+
+if(AFP_TESTS)
+    add_executable(afp_handler_tests
+        tests/auditfileprocessor/parserHandlerTest.cpp)
+    target_link_libraries(afp_handler_tests PRIVATE afp_parser afp_testdatabase GTest::gtest_main)
+    gtest_discover_tests(afp_handler_tests DISCOVERY_TIMEOUT 60)
+endif()

@@ -1,0 +1,466 @@
+// The event handlers against a real audit database: the rows that short
+// sequences of audit lines leave behind, the handlers' results, and their
+// assertions.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "afpOptions.h"
+#include "krlAssertError.h"
+#include "parser.h"
+#include "programGlobals.h"
+#include "testDatabase.h"
+
+namespace {
+
+class ParserUnderTest : public Parser {
+  public:
+    using Parser::generalMessage;
+    using Parser::machineName;
+    using Parser::machinePort;
+    using Parser::Parser;
+    using Parser::resumeReached;
+    using Parser::usageCodesByRequest;
+    using Parser::usageNamesByRequest;
+    using Parser::versionMessage;
+    using Parser::versionNumber;
+    using Parser::versionTimeStamp;
+    using Parser::versionTimeZone;
+};
+
+using Fields = std::vector<std::string>;
+using Rows = std::vector<std::vector<std::string>>;
+using Handler = bool (Parser::*)(const std::vector<std::string>&);
+
+const char kStamp[] = "2011-03-04:17:05:09.042";
+const char kStampInDb[] = "2011-03-04 17:05:09.042";
+const char kLaterStamp[] = "2011-03-04:17:06:00.512";
+const char kLaterStampInDb[] = "2011-03-04 17:06:00.512";
+const char kServerStart[] = "2011-03-04 08:00:00.125";
+
+// One record line as the loader splits it.
+Fields Line(const std::string& type, const std::string& component, const std::string& format,
+            const std::string& session, const std::string& request, const std::string& message,
+            const std::string& stamp = kStamp) {
+    return {type,      stamp,  "UTC",  "Time Zone: GMT + 0:00", session, request,
+            component, format, message};
+}
+Fields Info(const std::string& component, const std::string& format, const std::string& session,
+            const std::string& request, const std::string& message,
+            const std::string& stamp = kStamp) {
+    return Line("I", component, format, session, request, message, stamp);
+}
+Fields Error(const std::string& format, const std::string& session, const std::string& request,
+             const std::string& message, const std::string& stamp = kStamp) {
+    return Line("E", "QXRQ", format, session, request, message, stamp);
+}
+Fields Usage(const std::string& format, const std::string& message) {
+    return Line("U", "QXDS", format, "s1", "r1", message);
+}
+
+const Handler kStartup = &Parser::ParseStartupInfo;
+const Handler kRequest = &Parser::ParseRequestInfo;
+const Handler kRemote = &Parser::ParseRemoteRequestInfo;
+const Handler kError = &Parser::ParseRequestError;
+const Handler kUsage = &Parser::ParseUsage;
+const Handler kAdmin = &Parser::ParseAdminInfo;
+const Handler kTarvel = &Parser::ParseTarvelInfo;
+const Handler kTarvelError = &Parser::ParseTarvelError;
+const Handler kUser = &Parser::ParseUserInfo;
+
+// A line, the handler that the dispatch gives it, and the result it must give.
+struct Step {
+    Handler handler;
+    Fields line;
+    bool result;
+};
+
+class HandlerTest : public ::testing::TestWithParam<TestBackend> {
+  protected:
+    void SetUp() override {
+        AFP_REQUIRE_DATABASE(m_database);
+        m_parser = std::make_unique<ParserUnderTest>(AFPOptions(), &m_database.db(), "/opt/afp/");
+        m_parser->resumeReached = true;
+        m_parser->machineName = "srv";
+        m_parser->machinePort = "8010";
+        m_parser->versionTimeStamp = kServerStart;
+        m_database.db().startTransaction();
+    }
+    void TearDown() override {
+        if (m_parser) {
+            m_database.db().commit(0);
+        }
+    }
+
+    bool Take(Handler handler, const Fields& line) { return (m_parser.get()->*handler)(line); }
+    void Run(const std::vector<Step>& steps) {
+        for (size_t i = 0; i < steps.size(); ++i) {
+            EXPECT_EQ(Take(steps[i].handler, steps[i].line), steps[i].result) << "step " << i;
+        }
+    }
+    // The committed rows of a query, read through a second connection.
+    Rows Query(const std::string& sql) {
+        m_database.db().commit(1);
+        Rows rows = m_database.query(sql);
+        m_database.db().startTransaction();
+        return rows;
+    }
+    // Runs SQL through a second connection, between two of the loader's transactions.
+    void Exec(const std::string& sql) {
+        m_database.db().commit(1);
+        m_database.exec(sql);
+        m_database.db().startTransaction();
+    }
+    long long RowsIn(const std::string& table) {
+        m_database.db().commit(1);
+        const long long count = m_database.countRows(table);
+        m_database.db().startTransaction();
+        return count;
+    }
+    // The assertion text that taking the line raises, or "" when none.
+    std::string AssertionOf(Handler handler, const Fields& line) {
+        try {
+            Take(handler, line);
+        } catch (const KRLAssertError& error) {
+            return error.getErrorCodeMessage();
+        }
+        return "";
+    }
+
+    TestDatabase m_database{GetParam()};
+    std::unique_ptr<ParserUnderTest> m_parser;
+};
+
+const char kRequestColumns[] =
+    "SELECT SESSION_ID, REQUEST_ID, START_DATE_TIME, END_DATE_TIME, REQUEST_STATUS, "
+    "REQUEST_TYPE, ACTION, MIRRORS, MESSAGE, USER_CLASS, REDISPATCH, MACHINE_NAME, "
+    "MACHINE_PORT, SERVER_START_DATE_TIME FROM QXES_REQUEST ORDER BY SESSION_ID, REQUEST_ID";
+
+// A request row as kRequestColumns reads it, with the test server's reference.
+std::vector<std::string> Request(const std::string& session, const std::string& request,
+                                 const std::string& start, const std::string& end,
+                                 const std::string& status, const std::string& type,
+                                 const std::string& action, const std::string& mirrors,
+                                 const std::string& message, const std::string& userClass = "NULL",
+                                 const std::string& redispatch = "NULL") {
+    return {session, request, start,     end,        status, type,   action,
+            mirrors, message, userClass, redispatch, "srv",  "8010", kServerStart};
+}
+
+// A sequence of lines and the rows it must leave in the tables it touches.
+struct Scenario {
+    const char* name;
+    std::vector<Step> steps;
+    std::vector<std::pair<std::string, Rows>> expected;
+};
+
+const char kSessions[] = "SELECT SESSION_ID, USER_NAME FROM QXES_SESSION ORDER BY SESSION_ID";
+const char kUserSources[] =
+    "SELECT SESSION_ID, SOURCE_NAME, SOURCE_TYPE, SOURCE_FILENAME FROM QXES_USER_SOURCE "
+    "ORDER BY SESSION_ID, SOURCE_NAME";
+const char kAdminSources[] =
+    "SELECT SESSION_ID, REQUEST_ID, SOURCE_TYPE, SOURCE_NAME FROM QXES_ADMIN_SOURCE "
+    "ORDER BY SESSION_ID, REQUEST_ID";
+
+const Scenario kScenarios[] = {
+    {"FirstRequestOfASessionWritesSessionSourceAndRequest",
+     {{kRequest, Info("QXRQ", "REQINFO", "12", "1", "src,cube,\"c:\\f.qxd\",,x"), true}},
+     {{kSessions, {{"12", "NULL"}}},
+      {kUserSources, {{"12", "src", "cube", "c:\\f.qxd"}}},
+      {kRequestColumns,
+       {Request("12", "1", kStampInDb, "NULL", "NULL", "0", "NULL", "NULL", "NULL")}}}},
+    {"SecondRequestFromTheSameSourceUpdatesTheFileName",
+     {{kRequest, Info("QXRQ", "REQINFO", "12", "1", "src,cube,a.qxd,m1,x"), true},
+      {kRequest, Info("QXRQ", "REQINFO", "12", "2", "src,cube,b.qxd,\"\",x", kLaterStamp), true}},
+     {{kSessions, {{"12", "NULL"}}},
+      {kUserSources, {{"12", "src", "cube", "b.qxd"}}},
+      {kRequestColumns,
+       {Request("12", "1", kStampInDb, "NULL", "NULL", "0", "NULL", "m1", "NULL"),
+        Request("12", "2", kLaterStampInDb, "NULL", "NULL", "0", "NULL", "NULL", "NULL")}}}},
+    {"RequestInfoAfterRemoteOnlyAddsTheMirrors",
+     {{kRemote, Info("QXDS", "REMOTE", "5", "1", "remote.qxd"), true},
+      {kRequest, Info("QXRQ", "REQINFO", "5", "1", "src,cube,f.qxd,m1;m2,x", kLaterStamp), true}},
+     {{kUserSources, {{"5", "-", "REMOTE", "remote.qxd"}, {"5", "src", "cube", "f.qxd"}}},
+      {kRequestColumns,
+       {Request("5", "1", kStampInDb, "NULL", "NULL", "1", "NULL", "m1;m2", "NULL")}}}},
+    {"RemoteRequestsOfOneSessionKeepTheLatestFile",
+     {{kRemote, Info("QXDS", "REMOTE", "5", "1", "first.qxd"), true},
+      {kRemote, Info("QXDS", "REMOTE", "5", "2", "second.qxd"), true},
+      {kRemote, Info("QXDS", "REMOTE", "5", "2", "again.qxd"), false},
+      {kRemote, Info("QXDS", "SUCC", "5", "1", "done", kLaterStamp), true},
+      {kRemote, Info("QXDS", "FGN", "5", "1", "ignored"), false}},
+     {{kSessions, {{"5", "NULL"}}},
+      {kUserSources, {{"5", "-", "REMOTE", "again.qxd"}}},
+      {kRequestColumns,
+       {Request("5", "1", kStampInDb, kLaterStampInDb, "1", "1", "NULL", "NULL", "done"),
+        Request("5", "2", kStampInDb, "NULL", "NULL", "1", "NULL", "NULL", "NULL")}}}},
+    {"RequestFailureBeforeAndAfterRequestInfo",
+     {{kError, Error("REQFAILE", "7", "1", "no cube"), true},
+      {kRequest, Info("QXRQ", "REQINFO", "7", "2", "src,cube,f,m,x"), true},
+      {kError, Error("REQFAILE", "7", "2", "timeout", kLaterStamp), true},
+      {kError, Error("REQFAILE", "-", "3", "no session"), true},
+      {kError, Error("FGN", "7", "2", "other"), false}},
+     {{kSessions, {{"7", "NULL"}}},
+      {kRequestColumns,
+       {Request("7", "1", kStampInDb, kStampInDb, "0", "0", "NULL", "NULL", "no cube"),
+        Request("7", "2", kStampInDb, kLaterStampInDb, "0", "0", "NULL", "m", "timeout")}}}},
+    {"SuccessAfterResultFailureWins",
+     {{kRequest, Info("QXRQ", "REQINFO", "8", "1", "src,cube,f,m,x"), true},
+      {kError, Error("RESFAILE", "8", "1", "lost"), true},
+      {kRequest, Info("QXRQ", "SUCC", "8", "1", "it's done", kLaterStamp), true},
+      {kRequest, Info("QXRQ", "REDISPATCH", "8", "1", "again"), true},
+      {kError, Error("RESFAILE", "8", "9", "unknown request"), true}},
+     {{kRequestColumns,
+       {Request("8", "1", kStampInDb, kLaterStampInDb, "1", "0", "NULL", "m", "it's done", "NULL",
+                "1")}}}},
+    {"AdministrationActionsWithAndWithoutAType",
+     {{kAdmin, Info("QXES", "COPY", "9", "1", "Report,Sales,2010"), true},
+      {kAdmin, Info("QXES", "LOGIN", "9", "2", "Sales"), true},
+      {kAdmin, Info("QXES", "MOVE", "9", "3", ",x"), true},
+      {kAdmin, Info("QXES", "MOVE", "9", "4", "y,"), true},
+      {kAdmin, Info("QXES", "MOVE", "9", "4", "again"), false}},
+     {{kSessions, {{"9", "NULL"}}},
+      {kAdminSources,
+       {{"9", "1", "Report", "Sales,2010"},
+        {"9", "2", "NULL", "Sales"},
+        {"9", "3", "", "x"},
+        {"9", "4", "y", ""}}},
+      {"SELECT REQUEST_ID, START_DATE_TIME, END_DATE_TIME, REQUEST_STATUS, REQUEST_TYPE, ACTION "
+       "FROM QXES_REQUEST WHERE REQUEST_ID = '1'",
+       {{"1", kStampInDb, kStampInDb, "1", "2", "COPY"}}}}},
+    {"PublishBeginsThenSucceedsOrFails",
+     {{kTarvel, Info("QXPB", "TRVR", "p", "1", "Report,Sales"), true},
+      {kTarvel, Info("QXPB", "TRVR", "p", "2", "Sales"), true},
+      {kTarvel, Info("QXPB", "TRVS", "p", "1", "published", kLaterStamp), true},
+      {kTarvelError, Line("E", "QXPB", "TRVE", "p", "2", "disk full", kLaterStamp), true},
+      {kTarvelError, Line("E", "QXPB", "TRVE", "p", "3", "unknown"), true}},
+     {{kAdminSources, {{"p", "1", "Report", "Sales"}, {"p", "2", "NULL", "Sales"}}},
+      {kRequestColumns,
+       {Request("p", "1", kStampInDb, kLaterStampInDb, "1", "2", "Publish", "NULL", "published"),
+        Request("p", "2", kStampInDb, kLaterStampInDb, "0", "2", "Publish", "NULL",
+                "disk full")}}}},
+    {"UserRecordsCompleteExistingRows",
+     {{kRequest, Info("QXRQ", "REQINFO", "u", "1", "src,cube,f,m,x"), true},
+      {kUser, Info("QXDS", "USR", "u", "1", "M&#252;ller"), true},
+      {kUser, Info("QXDS", "UC", "u", "1", "Gr&#252;n's"), true},
+      {kUser, Info("QXDS", "USR", "none", "1", "nobody"), true}},
+     {{kSessions, {{"u", "M\xC3\xBCller"}}},
+      {"SELECT USER_CLASS FROM QXES_REQUEST", {{"Gr&#252;n's"}}}}},
+};
+
+TEST_P(HandlerTest, ScenariosLeaveTheExpectedRows) {
+    for (const Scenario& scenario : kScenarios) {
+        SCOPED_TRACE(scenario.name);
+        Exec(
+            "DELETE FROM QXES_SESSION; DELETE FROM QXES_REQUEST; DELETE FROM QXES_USER_SOURCE; "
+            "DELETE FROM QXES_ADMIN_SOURCE");
+        Run(scenario.steps);
+        for (const auto& expected : scenario.expected) {
+            EXPECT_EQ(Query(expected.first), expected.second) << expected.first;
+        }
+    }
+}
+
+TEST_P(HandlerTest, StartupSplitsMachineAndPortAtTheFirstColon) {
+    struct Case {
+        const char* message;
+        const char* machine;
+        const char* port;
+    } const cases[] = {
+        {"srvhost:8010", "srvhost", "8010"},
+        {"srvhost", "srvhost", "NULL"},
+        {"srvhost:", "srvhost", ""},
+        {":8010", "", "8010"},
+        {"a:b:c", "a", "b:c"},
+    };
+    m_parser->resumeReached = false;  // the split holds even when nothing is written
+    for (const Case& c : cases) {
+        EXPECT_TRUE(Take(kStartup, Info("QXES", "SRV", "0", "0", c.message)));
+        EXPECT_EQ(m_parser->machineName, c.machine) << c.message;
+        EXPECT_EQ(m_parser->machinePort, c.port) << c.message;
+    }
+    EXPECT_EQ(RowsIn("QXES_DISPATCHER"), 0);
+}
+
+TEST_P(HandlerTest, EveryStartupWritesADispatcherRow) {
+    m_parser->versionNumber = 3;
+    m_parser->versionMessage = "9.0.1";
+    m_parser->versionTimeZone = "CET";
+    m_parser->generalMessage = "2";
+    EXPECT_TRUE(Take(kStartup, Info("QXES", "SRV", "0", "0", "srvhost:8010")));
+    m_parser->versionTimeStamp = "2011-03-05 08:00:00.125";
+    EXPECT_TRUE(Take(kStartup, Info("QXES", "SRV", "0", "0", "srvhost:8010")));
+    EXPECT_EQ(Query("SELECT SERVER_START_DATE_TIME, MACHINE_NAME, MACHINE_PORT, TIME_ZONE, "
+                    "QXES_VERSION, LOGFILE_VERSION, LOGFILE_GENERATION "
+                    "FROM QXES_DISPATCHER ORDER BY SERVER_START_DATE_TIME"),
+              (Rows{{kServerStart, "srvhost", "8010", "CET", "9.0.1", "3", "2"},
+                    {"2011-03-05 08:00:00.125", "srvhost", "8010", "CET", "9.0.1", "3", "2"}}));
+}
+
+TEST_P(HandlerTest, LinesAlreadyLoadedTouchNoTable) {
+    const std::vector<Step> steps = {
+        {kRequest, Info("QXRQ", "REQINFO", "1", "1", "a,b,c,d,e"), true},
+        {kRemote, Info("QXDS", "REMOTE", "1", "2", "f"), true},
+        {kError, Error("REQFAILE", "1", "3", "x"), true},
+        {kAdmin, Info("QXES", "COPY", "1", "4", "a,b"), true},
+        {kTarvel, Info("QXPB", "NOTAFORMAT", "1", "5", "a"), true},
+        {kTarvelError, Line("E", "QXPB", "NOTAFORMAT", "1", "5", "a"), true},
+        {kUser, Info("QXDS", "NOTAFORMAT", "1", "1", "ann"), true},
+        {kUsage, Usage("QXUC", "D1,M;L1;MC1"), true},
+        {kUsage, Usage("QXUH", "Dim1,Measures;Lev1;Meas1"), true},
+        {kUsage, Usage("QXUD", "5,8;2;4"), false},  // refused, unlike the others
+    };
+    FILE* dump = std::tmpfile();
+    ASSERT_NE(dump, nullptr);
+    g_SQLDumpFile = dump;
+    m_parser->resumeReached = false;
+    Run(steps);
+    g_SQLDumpFile = nullptr;
+    EXPECT_EQ(std::ftell(dump), 0L) << "statements were run";
+    std::fclose(dump);
+
+    // The waiting codes and names survive the refused counts line.
+    m_parser->resumeReached = true;
+    EXPECT_TRUE(Take(kUsage, Usage("QXUD", "5,8;2;4")));
+    EXPECT_EQ(RowsIn("QXES_LEVEL_USAGE"), 1);
+}
+
+TEST_P(HandlerTest, UsageBlobBecomesDimensionLevelAndMeasureRows) {
+    Run({{kUsage, Usage("QXUC", "D1,D2,M;L11,L12;L21;MC1,MC2"), true},
+         {kUsage, Usage("QXUC", "X1,M;LX;MX"), true},  // the first codes stay
+         {kUsage, Usage("QXUI", "anything"), true},
+         {kUsage, Usage("QXUH", "Dim1,Dim2,Measures;Lev11,Lev12;Lev21;Meas1,Meas2"), true},
+         {kUsage, Usage("QXUD", "5,3,8;2,3;3;4,4"), true},
+         {kUsage, Usage("QXUD", "5,3,8;2,3;3;4,4"), false}});  // codes and names were consumed
+    EXPECT_EQ(Query("SELECT DIM_CODE, DIM_NAME, DIM_COUNT FROM QXES_DIM_USAGE ORDER BY DIM_CODE"),
+              (Rows{{"D1", "Dim1", "5"}, {"D2", "Dim2", "3"}}));
+    EXPECT_EQ(Query("SELECT DIM_CODE, LEVEL_CODE, LEVEL_NAME, LEVEL_COUNT FROM QXES_LEVEL_USAGE "
+                    "ORDER BY DIM_CODE, LEVEL_CODE"),
+              (Rows{{"D1", "L11", "Lev11", "2"},
+                    {"D1", "L12", "Lev12", "3"},
+                    {"D2", "L21", "Lev21", "3"}}));
+    EXPECT_EQ(Query("SELECT SESSION_ID, REQUEST_ID, MEASURE_CODE, MEASURE_NAME, MEASURE_COUNT "
+                    "FROM QXES_MEASURE_USAGE ORDER BY MEASURE_CODE"),
+              (Rows{{"s1", "r1", "MC1", "Meas1", "4"}, {"s1", "r1", "MC2", "Meas2", "4"}}));
+    EXPECT_TRUE(m_parser->usageCodesByRequest.empty());
+    EXPECT_TRUE(m_parser->usageNamesByRequest.empty());
+}
+
+TEST_P(HandlerTest, UsageBlobsWithoutDimensionsOrWithEscapes) {
+    struct Case {
+        const char* name;
+        const char* codes;
+        const char* names;
+        const char* data;
+        bool result;
+        Rows measures;
+        long long dimensions;
+    } const cases[] = {
+        {"OneFieldGivesMeasuresOnly", "MC1", "Meas1", "4", true, {{"MC1", "Meas1", "4"}}, 0},
+        {"EscapedSeparatorIsData", "a\\,b", "x\\;y", "7", true, {{"a,b", "x;y", "7"}}, 0},
+        {"OtherEscapesAreKept", "a\\xb", "n\\", "7", true, {{"a\\xb", "n\\", "7"}}, 0},
+        {"EmptyFirstRecordWritesNothing", ";", ";", ";", false, {}, 0},
+        {"LevelRecordMayBeTheMeasureRecord",
+         "D1,M;MC1",
+         "Dim1,M;Meas1",
+         "1,2;3",
+         true,
+         {{"MC1", "Meas1", "3"}},
+         1},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        Exec(
+            "DELETE FROM QXES_MEASURE_USAGE; DELETE FROM QXES_DIM_USAGE; "
+            "DELETE FROM QXES_LEVEL_USAGE");
+        Run({{kUsage, Usage("QXUC", c.codes), true},
+             {kUsage, Usage("QXUH", c.names), true},
+             {kUsage, Usage("QXUD", c.data), c.result}});
+        EXPECT_EQ(Query("SELECT MEASURE_CODE, MEASURE_NAME, MEASURE_COUNT FROM QXES_MEASURE_USAGE"),
+                  c.measures);
+        EXPECT_EQ(RowsIn("QXES_DIM_USAGE"), c.dimensions);
+    }
+}
+
+TEST_P(HandlerTest, AssertionsNameTheFailedCondition) {
+    struct Case {
+        Handler handler;
+        Fields line;
+        const char* text;
+    } const cases[] = {
+        {kStartup, Info("QXES", "FGN", "0", "0", "h:1"),
+         "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
+         "AuditSupport::kSRV ) ));"},
+        {kRequest, Info("QXDS", "SUCC", "1", "1", "m"),
+         "KRL_ASSERT(AuditSupport::GetComponent( AuditSupport::kQXRQ ) == line[ component_id ]);"},
+        {kRequest, Info("QXRQ", "FGN", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
+        {kRequest, Info("QXRQ", "REQINFO", "1", "1", "a,b,c,d"),
+         "KRL_ASSERT(svDetails.size() == message + 1);"},
+        {kRemote, Info("QXRQ", "REMOTE", "1", "1", "m"),
+         "KRL_ASSERT(AuditSupport::GetComponent( AuditSupport::kQXDS ) == line[ component_id ]);"},
+        {kAdmin, Info("QXRQ", "COPY", "1", "1", "m"),
+         "KRL_ASSERT(0 == strcmp( line[ component_id ].c_str(), AuditSupport::GetComponent( "
+         "AuditSupport::kQXES ) ));"},
+        {kTarvel, Info("QXES", "TRVR", "1", "1", "m"),
+         "KRL_ASSERT(0 == strcmp( line[ component_id ].c_str(), AuditSupport::GetComponent( "
+         "AuditSupport::kQXPB ) ));"},
+        {kTarvel, Info("QXPB", "TRVE", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
+        {kTarvelError, Line("E", "QXPB", "TRVS", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
+        {kUser, Info("QXRQ", "USR", "1", "1", "m"),
+         "KRL_ASSERT(0 == strcmp( AuditSupport::GetComponent( AuditSupport::kQXDS ), line[ "
+         "component_id ].c_str() ));"},
+        {kUser, Info("QXDS", "REMOTE", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
+        {kUsage, Usage("QXUX", "m"),
+         "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
+         "AuditSupport::kQXUC ) ) || 0 == strcmp( line[ msg_format ].c_str(), "
+         "AuditSupport::GetFormat( AuditSupport::kQXUH ) ) || 0 == strcmp( line[ msg_format "
+         "].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUD ) ) || 0 == strcmp( line[ "
+         "msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUI ) ));"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(AssertionOf(c.handler, c.line), c.text);
+    }
+    // The session row of the REQINFO with four pieces was written before its assertion.
+    EXPECT_EQ(RowsIn("QXES_SESSION"), 1);
+}
+
+TEST_P(HandlerTest, MalformedUsageBlobsAssertBeforeAnyRow) {
+    struct Case {
+        const char* codes;
+        const char* names;
+        const char* data;
+        const char* text;
+    } const cases[] = {
+        // Two dimensions but only two records: a level look-up would fall off the end.
+        {"D1,D2,M;L1", "Dim1,Dim2,M;Lev1", "1,2,3;4",
+         "KRL_ASSERT(dimensionCount == 0 || usageArray.size() > dimensionCount);"},
+        {"D1,M;L1,;MC1", "Dim1,M;Lev1;Meas1", "1,2;3;4",
+         "KRL_ASSERT(( codeFieldTokenizer.hasMoreTokens() && nameFieldTokenizer.hasMoreTokens() "
+         "&& dataFieldTokenizer.hasMoreTokens() ) || ( !codeFieldTokenizer.hasMoreTokens() && "
+         "!nameFieldTokenizer.hasMoreTokens() && !dataFieldTokenizer.hasMoreTokens() ));"},
+    };
+    for (const Case& c : cases) {
+        Run({{kUsage, Usage("QXUC", c.codes), true}, {kUsage, Usage("QXUH", c.names), true}});
+        EXPECT_EQ(AssertionOf(kUsage, Usage("QXUD", c.data)), c.text);
+        EXPECT_TRUE(m_parser->usageCodesByRequest.empty());
+    }
+    EXPECT_EQ(RowsIn("QXES_DIM_USAGE") + RowsIn("QXES_MEASURE_USAGE"), 0);
+}
+
+TEST_P(HandlerTest, ShortLinesAreRefusedWithoutReadingPastTheEnd) {
+    Fields shortLine = Info("QXES", "SRV", "0", "0", "h:1");
+    shortLine.pop_back();
+    EXPECT_THROW(Take(kStartup, shortLine), std::out_of_range);
+    shortLine.resize(5);
+    EXPECT_THROW(Take(kRequest, shortLine), std::out_of_range);
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, HandlerTest,
+                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
+                         TestBackendName());
+
+}  // namespace
