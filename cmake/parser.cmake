@@ -9,3 +9,10 @@ add_library(afp_parser STATIC
     auditfileprocessor/source/parserLine.cpp
     auditfileprocessor/source/parserTableCatalogue.cpp)
 target_link_libraries(afp_parser PUBLIC afp_rowaccess afp_database afp_usage afp_format afp_driver)
+
+if(AFP_TESTS)
+    add_executable(afp_parser_tests
+        tests/auditfileprocessor/parserLineTest.cpp)
+    target_link_libraries(afp_parser_tests PRIVATE afp_parser afp_testdatabase GTest::gtest_main)
+    gtest_discover_tests(afp_parser_tests DISCOVERY_TIMEOUT 60)
+endif()

@@ -219,6 +219,11 @@ void Parser::Parse(const std::string& path) {
                 db->commit(1);
             }
         }
+        // Open only when a read error ended the loop. Its failure is handled as
+        // any other, so that the batch keeps its resume number.
+        if (db->isTransactionOpen()) {
+            db->commit(1);
+        }
     } catch (...) {
         const std::string cause = CauseOf(std::current_exception());
         messenger.DisplayMessage(27, LineForMessage(line), path);
@@ -236,7 +241,4 @@ void Parser::Parse(const std::string& path) {
         throw CPPWebException(2, 1, {"parser", 329, "Parser::Parse", "KRL_THROW"});
     }
     stream.reset();
-    if (db->isTransactionOpen()) {
-        db->commit(1);
-    }
 }
