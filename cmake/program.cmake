@@ -1,6 +1,6 @@
 # The program itself, and the tests that run it as a user would.
 add_executable(qxesauditfileprocessor auditfileprocessor/source/afpmain.cpp)
-target_link_libraries(qxesauditfileprocessor PRIVATE afp_driver)
+target_link_libraries(qxesauditfileprocessor PRIVATE afp_parser)
 add_dependencies(qxesauditfileprocessor afp_catalogue)
 install(TARGETS qxesauditfileprocessor RUNTIME DESTINATION bin)
 

@@ -2,18 +2,26 @@
 // message catalogue, read the command line, then connect and load every audit
 // file. Every failure ends in one outer handler that shows one message; the run
 // then still exits with status 0.
+#include <sys/stat.h>
+
 #include <csignal>
+#include <cstdio>
+#include <memory>
 #include <string>
 
 #include "afpOptions.h"
 #include "commandLine.h"
 #include "cppWebException.h"
+#include "dataAccessLayer.h"
+#include "fileTools.h"
 #include "messenger.h"
+#include "parser.h"
 #include "processingLocale.h"
 #include "programDirectory.h"
 #include "programGlobals.h"
 #include "qxMessage.h"
 #include "rdxSqlException.h"
+#include "sqldbapi.h"
 
 namespace {
 
@@ -38,6 +46,45 @@ void SetUpMessages() {
     QXMessage::SetLanguage(LanguageOfLocale(locale), CurrentLocaleEncoding());
 }
 
+// The dump holds the password, so only its owner may read it. A dump that
+// cannot be opened is no error: the run goes on without one.
+void OpenSqlDumpFile(const std::string& path) {
+    if (path.empty() || g_SQLDumpFile != nullptr) {
+        return;
+    }
+    g_SQLDumpFile = FileTools::_fopen(path, "w", S_IRUSR | S_IWUSR);
+    if (g_SQLDumpFile != nullptr) {
+        ::fchmod(fileno(g_SQLDumpFile), S_IRUSR | S_IWUSR);
+    }
+}
+
+void WriteConnectionToDump(const AFPOptions& options, const std::string& description) {
+    if (g_SQLDumpFile == nullptr) {
+        return;
+    }
+    const std::string lines = options.dbName + "\t" + options.dbConnect + "\t" + options.dbUser +
+                              "\t" + options.dbPassword + "\t" + options.dbType + "\n" +
+                              description + "\n";
+    std::fwrite(lines.data(), 1, lines.size(), g_SQLDumpFile);
+    std::fflush(g_SQLDumpFile);
+}
+
+void LoadAuditFiles(const AFPOptions& options) {
+    if (rdxProcessInitialize(kProgramName) < 0) {
+        throw CPPWebException(37, 1, At(112));
+    }
+    OpenSqlDumpFile(options.sqlDumpFile);
+    auto db = std::make_unique<SQLDB>();
+    const std::string description = db->connect(options.dbName, options.dbConnect, options.dbType,
+                                                options.dbUser, options.dbPassword);
+    WriteConnectionToDump(options, description);
+    // The parser goes before the session that it uses.
+    auto parser = std::make_unique<Parser>(options, db.get(), std::string(g_pgm_dir));
+    parser->ParseDir();
+    parser.reset();
+    db.reset();
+}
+
 void Run(int argc, char** argv, AFPOptions& options) {
     if (InitializeRuntime() != 0) {
         throw CPPWebException(46, 1, At(76));
@@ -47,6 +94,7 @@ void Run(int argc, char** argv, AFPOptions& options) {
         throw CPPWebException(8, 1, At(105));
     }
     Messenger::m_sErrorLogFileName = options.errorLogFile;
+    LoadAuditFiles(options);
 }
 
 }  // namespace
