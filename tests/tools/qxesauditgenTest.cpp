@@ -344,6 +344,7 @@ TEST(Qxesauditgen, SameSeedGivesTheSameBytesAndAnotherSeedDoesNot) {
 }
 
 TEST(AuditGenOptions, ParsesGoodCommandLinesAndRefusesBadOnes) {
+    const std::string longPrefix(49, 'p');
     struct {
         std::vector<const char*> arguments;
         bool accepted;
@@ -362,7 +363,7 @@ TEST(AuditGenOptions, ParsesGoodCommandLinesAndRefusesBadOnes) {
         {{"--output", "d", "--sessions", "0"}, false},
         {{"--output", "d", "--session-prefix", "a b"}, false},
         {{"--output", "d", "--session-prefix", "a'b"}, false},
-        {{"--output", "d", "--session-prefix", std::string(49, 'p').c_str()}, false},
+        {{"--output", "d", "--session-prefix", longPrefix.c_str()}, false},
         {{"--output", "d", "--verbose"}, false},
         {{"--output", "d", "extra"}, false},
     };
