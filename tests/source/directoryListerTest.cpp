@@ -81,18 +81,6 @@ TEST(DirectoryLister, MissingDirectoryIsNotOpenAndOffersNothing) {
     EXPECT_FALSE(lister.Next(entry));
 }
 
-TEST(DirectoryLister, MovedFromListerIsClosed) {
-    ScratchDir dir;
-    Touch(dir / "a.log");
-    DirectoryLister first(dir.path(), ".log");
-    DirectoryLister second(std::move(first));
-    EXPECT_FALSE(first.IsOpen());
-    DirectoryLister::Entry entry;
-    ASSERT_TRUE(second.Next(entry));
-    EXPECT_EQ(entry.name, "a.log");
-    EXPECT_FALSE(second.Next(entry));
-}
-
 TEST(DirectoryLister, DirectoryExistsOnlyForDirectories) {
     ScratchDir dir;
     Touch(dir / "file");
