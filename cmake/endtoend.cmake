@@ -1,0 +1,1 @@
+# End-to-end tests at scale: crash safety, concurrent loaders, hostile input.

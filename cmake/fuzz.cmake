@@ -1,0 +1,1 @@
+# Fuzz targets (clang and libFuzzer; only with -DAFP_FUZZ=ON).
