@@ -108,6 +108,10 @@ inline std::string Record(const std::vector<std::string>& fields) {
 inline std::string Version() {
     return Record({"V", kStamp, "UTC", "Time Zone: GMT + 0:00", "0", "0", "QXES", "1", "9.1.0"});
 }
+// The file's generation, which the start-up rows carry.
+inline std::string General() {
+    return Record({"G", kStamp, "UTC", "Time Zone: GMT + 0:00", "0", "0", "QXES", "FGN", "1"});
+}
 // A server start-up: one dispatcher row per distinct host.
 inline std::string Startup(const std::string& host) {
     return Record(
@@ -123,9 +127,10 @@ inline std::string Usage(const std::string& format, const std::string& message) 
         {"U", kStamp, "UTC", "Time Zone: GMT + 0:00", "s1", "r1", "QXDS", format, message});
 }
 
-// The header, the version line, then the lines.
+// The header, the version line (line number 1), the general line (2), then the
+// lines, numbered from 3.
 inline std::string AuditFile(const std::vector<std::string>& lines) {
-    std::string content = std::string(AuditSupport::kAuditFileHeader) + Version();
+    std::string content = std::string(AuditSupport::kAuditFileHeader) + Version() + General();
     for (const std::string& line : lines) {
         content += line;
     }
