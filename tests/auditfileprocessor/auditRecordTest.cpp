@@ -117,13 +117,4 @@ TEST(AuditRecord, ConstructorsFillTheFieldsAndStampTheRecord) {
     EXPECT_EQ(kQXPB, longForm.component_id);
 }
 
-TEST(AuditRecord, CopyKeepsTheOriginalTimeStamp) {
-    AuditRecord original(kI, "12", "7", kQXRQ, kSUCC, "done", "");
-    original.determineLocalTime(kMarch4th, 1);
-    AuditRecord copy(original);
-    EXPECT_EQ(original.time_stamp, copy.time_stamp);
-    EXPECT_EQ(original.time_zone, copy.time_zone);
-    EXPECT_EQ("done", copy.message);
-}
-
 }  // namespace

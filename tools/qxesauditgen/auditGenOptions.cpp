@@ -47,6 +47,8 @@ bool isPlainPrefix(const std::string& prefix) {
 
 bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& error) {
     const uint64_t kMaxCount = 1000000000;
+    // Each open session keeps its request in memory.
+    const uint64_t kMaxSessions = 100000;
     for (int index = 1; index < argc; ++index) {
         std::string option = argv[index];
         if (option == "--live") {
@@ -98,8 +100,8 @@ bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& erro
             }
             linesPerFile = static_cast<uint32_t>(number);
         } else if (option == "--sessions") {
-            if (!readNumber(value, 1, 1000000, number)) {
-                error = "--sessions needs a whole number from 1 to 1000000";
+            if (!readNumber(value, 1, kMaxSessions, number)) {
+                error = "--sessions needs a whole number from 1 to 100000";
                 return false;
             }
             sessions = static_cast<uint32_t>(number);
