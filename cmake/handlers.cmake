@@ -20,7 +20,9 @@ if(AFP_TESTS)
     # The program over a hand-written file of every record kind, with "-df".
     add_executable(afp_handler_e2e_tests
         tests/auditfileprocessor/handlerEndToEndTest.cpp)
-    target_link_libraries(afp_handler_e2e_tests PRIVATE afp_testdatabase GTest::gtest_main)
+    # The session library refers to the dump stream that the driver library defines.
+    target_link_libraries(afp_handler_e2e_tests PRIVATE
+        afp_testdatabase afp_database afp_driver GTest::gtest_main)
     target_compile_definitions(afp_handler_e2e_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>")
     add_dependencies(afp_handler_e2e_tests qxesauditfileprocessor)
