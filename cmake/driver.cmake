@@ -4,8 +4,7 @@ add_library(afp_driver STATIC
     auditfileprocessor/source/messenger.cpp
     auditfileprocessor/source/afpOptions.cpp
     auditfileprocessor/source/commandLine.cpp
-    auditfileprocessor/source/programDirectory.cpp
-    auditfileprocessor/source/programGlobals.cpp)
+    auditfileprocessor/source/programDirectory.cpp)
 target_link_libraries(afp_driver PUBLIC afp_encoding afp_runtime)
 
 # One compiled catalogue per language, beside the program as it will be installed.

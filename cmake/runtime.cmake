@@ -6,4 +6,5 @@ add_library(afp_runtime STATIC
     source/fileTools.cpp
     source/which.cpp
     source/splitPath.cpp
-    source/processingLocale.cpp)
+    source/processingLocale.cpp
+    auditfileprocessor/source/programGlobals.cpp)

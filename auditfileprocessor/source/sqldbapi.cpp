@@ -1,6 +1,7 @@
 #include "sqldbapi.h"
 
 #include <cstddef>
+#include <cstdio>
 #include <new>
 #include <utility>
 
@@ -8,10 +9,21 @@
 #include "databaseDriver.h"
 #include "krlAssertError.h"
 #include "postgresDriver.h"
+#include "programGlobals.h"
 #include "rdxSqlException.h"
 #include "sqliteDriver.h"
 
 namespace {
+
+// The SQL dump also marks where each transaction begins and ends, so that it
+// can be replayed with the loader's own batches.
+void DumpTransactionStatement(const char* statement) {
+    if (g_SQLDumpFile != nullptr) {
+        std::fputc('\n', g_SQLDumpFile);
+        std::fputs(statement, g_SQLDumpFile);
+        std::fflush(g_SQLDumpFile);
+    }
+}
 
 const char kSourceFile[] = "auditfileprocessor/source/sqldbapi";
 
@@ -195,6 +207,7 @@ void SQLDB::startTransaction() {
               __LINE__);
     }
     m_trHandle = m_driver.get();
+    DumpTransactionStatement("BEGIN");
 }
 
 void SQLDB::commit(int commitOrRollback) {
@@ -203,6 +216,7 @@ void SQLDB::commit(int commitOrRollback) {
     }
     freeRequest();
     DatabaseDriver* driver = std::exchange(m_trHandle, nullptr);
+    DumpTransactionStatement(commitOrRollback != 0 ? "COMMIT" : "ROLLBACK");
     DatabaseDriver::Result result = commitOrRollback != 0 ? driver->commit() : driver->rollback();
     m_status = result.status;
     // A batch that did not reach the disk must not pass for loaded; a failed
