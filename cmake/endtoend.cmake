@@ -2,7 +2,9 @@
 # They run the program and the audit-file writer as child processes.
 if(AFP_TESTS)
     add_executable(afp_endtoend_tests
-        tests/endToEnd/crashSafetyTest.cpp)
+        tests/endToEnd/crashSafetyTest.cpp
+        tests/endToEnd/concurrentLoadersTest.cpp
+        tests/endToEnd/hostileInputTest.cpp)
     target_link_libraries(afp_endtoend_tests PRIVATE afp_parser afp_testdatabase GTest::gtest_main)
     target_compile_definitions(afp_endtoend_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>"
