@@ -1,7 +1,8 @@
 // The loading loop end to end, in process: real audit files in a scratch
-// directory loaded into a real SQLite audit database.
+// directory loaded into a real audit database.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,7 +32,7 @@ std::vector<std::string> Joined(std::vector<std::string> lines,
     return lines;
 }
 
-class LoadingTest : public ::testing::Test {
+class LoadingTest : public ::testing::TestWithParam<TestBackend> {
   protected:
     void SetUp() override { AFP_REQUIRE_DATABASE(m_database); }
 
@@ -65,12 +66,12 @@ class LoadingTest : public ::testing::Test {
         return hosts;
     }
 
-    TestDatabase m_database;
+    TestDatabase m_database{GetParam()};
     ScratchDir m_dir;
     MessageCapture m_messages;
 };
 
-TEST_F(LoadingTest, OnlyFinishedAuditFilesAreLoaded) {
+TEST_P(LoadingTest, OnlyFinishedAuditFilesAreLoaded) {
     WriteFile(m_dir / "qxes_audit.log", AuditFile({Startup("live")}));
     WriteFile(m_dir / "qxes_audit_1.LOG", AuditFile({Startup("rolled")}));
     WriteFile(m_dir / "other.log", AuditFile({Startup("other")}));
@@ -87,7 +88,7 @@ TEST_F(LoadingTest, OnlyFinishedAuditFilesAreLoaded) {
     EXPECT_EQ(m_messages.Text(), "");
 }
 
-TEST_F(LoadingTest, BatchesCommitEveryRowCountLinesCountedFromTheVersionLine) {
+TEST_P(LoadingTest, BatchesCommitEveryRowCountLinesCountedFromTheVersionLine) {
     // Start-up lines at line numbers 3 to 25; the stopper at 26 rolls back the
     // open batch, so the rows that remain show where the commits fell.
     struct Case {
@@ -113,7 +114,7 @@ TEST_F(LoadingTest, BatchesCommitEveryRowCountLinesCountedFromTheVersionLine) {
     }
 }
 
-TEST_F(LoadingTest, WholeFileIsLoadedWhateverTheRowCount) {
+TEST_P(LoadingTest, WholeFileIsLoadedWhateverTheRowCount) {
     for (int rowCount : {10, 1, 0, 24, 25, 26}) {
         SCOPED_TRACE("row count " + std::to_string(rowCount));
         m_database.exec("DELETE FROM QXES_DISPATCHER");
@@ -126,7 +127,7 @@ TEST_F(LoadingTest, WholeFileIsLoadedWhateverTheRowCount) {
     EXPECT_EQ(m_messages.Text(), "");
 }
 
-TEST_F(LoadingTest, StoppedFileKeepsItsBatchStartAndResumesWithoutLossOrDuplicates) {
+TEST_P(LoadingTest, StoppedFileKeepsItsBatchStartAndResumesWithoutLossOrDuplicates) {
     // Lines 1 to 5: version, general, hosts 3 and 4, the stopper.
     WriteFile(m_dir / "qxes_audit_a.log", AuditFile(Joined(Startups(3, 4), {Stopper()})));
     EXPECT_EQ(Run(2), 2);
@@ -146,7 +147,7 @@ TEST_F(LoadingTest, StoppedFileKeepsItsBatchStartAndResumesWithoutLossOrDuplicat
     EXPECT_EQ(Hosts(), HostNames(3, 5));
 }
 
-TEST_F(LoadingTest, ResumedFileSkipsTheLinesBetweenThreeAndTheLineBeforeTheBatch) {
+TEST_P(LoadingTest, ResumedFileSkipsTheLinesBetweenThreeAndTheLineBeforeTheBatch) {
     // Line 10 would stop the load if it were read: it lies in the skipped span
     // 4 to 48. Lines 50 on are written, line 49 is only read.
     std::vector<std::string> lines = Startups(3, 60);
@@ -156,14 +157,14 @@ TEST_F(LoadingTest, ResumedFileSkipsTheLinesBetweenThreeAndTheLineBeforeTheBatch
     EXPECT_EQ(Hosts(), HostNames(50, 60));
 }
 
-TEST_F(LoadingTest, ResumeNumberOneLoadsTheWholeFileAgain) {
+TEST_P(LoadingTest, ResumeNumberOneLoadsTheWholeFileAgain) {
     WriteFile(m_dir / "qxes_audit_b.1.log", AuditFile(Startups(3, 6)));
     EXPECT_EQ(Run(10), 0);
     EXPECT_EQ(Hosts(), HostNames(3, 6));
     EXPECT_EQ(m_dir.Names(), std::set<std::string>{"qxes_audit_b.1.___"});
 }
 
-TEST_F(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
+TEST_P(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
     // Line 5, the counts line, begins the batch that the stopper at line 6
     // rolls back. Read again while its run is still catching up it is refused;
     // it must be written all the same, exactly as an uninterrupted load does.
@@ -195,7 +196,7 @@ TEST_F(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
     EXPECT_EQ(Hosts(), std::vector<std::string>{"host7"});
 }
 
-TEST_F(LoadingTest, FilesThatCannotBeLoadedAreSetAsideWithTheirMessage) {
+TEST_P(LoadingTest, FilesThatCannotBeLoadedAreSetAsideWithTheirMessage) {
     struct Case {
         std::string content;
         std::string message;
@@ -227,7 +228,7 @@ TEST_F(LoadingTest, FilesThatCannotBeLoadedAreSetAsideWithTheirMessage) {
     EXPECT_TRUE(Hosts().empty());
 }
 
-TEST_F(LoadingTest, RefusedLinesAreReportedAndSkippedBlankLinesSilently) {
+TEST_P(LoadingTest, RefusedLinesAreReportedAndSkippedBlankLinesSilently) {
     const std::string xLine =
         Record({"X", kStamp, "UTC", "Time Zone: GMT + 0:00", "0", "0", "QXES", "SRV", "x:1"});
     // Taken without any work; its tail beyond the line buffer is not.
@@ -250,7 +251,7 @@ TEST_F(LoadingTest, RefusedLinesAreReportedAndSkippedBlankLinesSilently) {
     EXPECT_NE(text.find("AFP-0026: ggg"), std::string::npos);
 }
 
-TEST_F(LoadingTest, ErrorLogHasOneBannerPerFileWithMessages) {
+TEST_P(LoadingTest, ErrorLogHasOneBannerPerFileWithMessages) {
     const std::string xLine = Record({"X", kStamp, "UTC", "off", "0", "0", "QXES", "SRV", "x"});
     WriteFile(m_dir / "qxes_audit_1.log", AuditFile({xLine, xLine}));
     WriteFile(m_dir / "qxes_audit_2.log", AuditFile({Startup("quiet")}));
@@ -264,7 +265,7 @@ TEST_F(LoadingTest, ErrorLogHasOneBannerPerFileWithMessages) {
     EXPECT_EQ(Count(text, "AFP-0026:"), 3u) << text;
 }
 
-TEST_F(LoadingTest, DeletionRemovesOnlyDisposableFiles) {
+TEST_P(LoadingTest, DeletionRemovesOnlyDisposableFiles) {
     WriteFile(m_dir / "qxes_audit_1.log", AuditFile({Startup("host1")}));
     WriteFile(m_dir / "qxes_audit_2.log", "");  // not disposable: tried again
     WriteFile(m_dir / "qxes_audit_3.log", "not an audit file\n");
@@ -273,7 +274,7 @@ TEST_F(LoadingTest, DeletionRemovesOnlyDisposableFiles) {
     EXPECT_EQ(Hosts(), std::vector<std::string>{"host1"});
 }
 
-TEST_F(LoadingTest, MissingDirectoryStopsTheRun) {
+TEST_P(LoadingTest, MissingDirectoryStopsTheRun) {
     AFPOptions options = LoadingOptions(m_dir / "missing", 10);
     ParserUnderTest parser(options, &m_database.db(), "/");
     try {
@@ -284,5 +285,9 @@ TEST_F(LoadingTest, MissingDirectoryStopsTheRun) {
         EXPECT_NE(error.getErrorCodeMessage().find(m_dir / "missing"), std::string::npos);
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Backends, LoadingTest,
+                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
+                         TestBackendName());
 
 }  // namespace

@@ -1,0 +1,72 @@
+// The table catalogue as the database describes it, on both backends.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <string>
+#include <vector>
+
+#include "cppWebException.h"
+#include "loadingTestSupport.h"
+#include "testDatabase.h"
+
+namespace {
+
+using loadingTest::ParserUnderTest;
+
+class ParserCatalogueTest : public ::testing::TestWithParam<TestBackend> {
+  protected:
+    void SetUp() override { AFP_REQUIRE_DATABASE(m_database); }
+    TestDatabase m_database{GetParam()};
+};
+
+TEST_P(ParserCatalogueTest, EveryAuditTableIsDescribedInDatabaseOrder) {
+    ParserUnderTest parser(AFPOptions(), &m_database.db(), "/");
+    EXPECT_FALSE(m_database.db().isTransactionOpen());
+    const std::vector<std::pair<TableId, std::string>> tables = {
+        {kDispatcherTable, "QXES_DISPATCHER"},
+        {kSessionTable, "QXES_SESSION"},
+        {kRequestTable, "QXES_REQUEST"},
+        {kAdminSourceTable, "QXES_ADMIN_SOURCE"},
+        {kUserSourceTable, "QXES_USER_SOURCE"},
+        {kDimUsageTable, "QXES_DIM_USAGE"},
+        {kMeasureUsageTable, "QXES_MEASURE_USAGE"},
+        {kLevelUsageTable, "QXES_LEVEL_USAGE"},
+    };
+    for (const auto& entry : tables) {
+        const Table* table = parser.TableFor(entry.first);
+        ASSERT_NE(table, nullptr) << entry.second;
+        EXPECT_EQ(table->name, entry.second);
+        EXPECT_FALSE(table->columns.empty()) << entry.second;
+    }
+    const Table* requests = parser.TableFor(kRequestTable);
+    ASSERT_EQ(requests->columns.size(), 14u);
+    EXPECT_EQ(requests->columns.front().name, "SESSION_ID");
+    EXPECT_EQ(requests->columns.back().name, "SERVER_START_DATE_TIME");
+    const Column* message = requests->FindColumn("MESSAGE");
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(message->type, kSqlColText);
+    EXPECT_EQ(message->length, 2000 + 2);
+}
+
+TEST_P(ParserCatalogueTest, MissingTableStopsTheRunWithItsCause) {
+    m_database.exec("DROP TABLE QXES_LEVEL_USAGE");
+    try {
+        ParserUnderTest parser(AFPOptions(), &m_database.db(), "/");
+        ADD_FAILURE() << "a missing audit table must stop the run";
+    } catch (const CPPWebException& error) {
+        const std::string& text = error.getErrorCodeMessage();
+        EXPECT_EQ(text.rfind("AFP-0006:", 0), 0u) << text;
+        std::string lower = text;
+        std::transform(lower.begin(), lower.end(), lower.begin(),
+                       [](unsigned char c) { return std::tolower(c); });
+        EXPECT_NE(lower.find("qxes_level_usage"), std::string::npos) << text;
+    }
+    EXPECT_FALSE(m_database.db().isTransactionOpen());
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, ParserCatalogueTest,
+                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
+                         TestBackendName());
+
+}  // namespace
