@@ -67,25 +67,4 @@ TEST_F(LoadingProgramTest, StoppedFileIsResumedByTheNextRun) {
     EXPECT_EQ(Hosts(), 3);
 }
 
-TEST_F(LoadingProgramTest, ErrorLogTakesTheMessagesUnderOneBannerPerFile) {
-    const std::string xLine = Record({"X", kStamp, "UTC", "off", "0", "0", "QXES", "SRV", "x"});
-    WriteFile(m_dir / "qxes_audit_1.log", AuditFile({xLine, Startup("host1"), xLine}));
-    std::string crlfHeader = AuditSupport::kAuditFileHeader;
-    crlfHeader.insert(crlfHeader.size() - 1, "\r");
-    WriteFile(m_dir / "qxes_audit_2.log", crlfHeader + Version());
-    ScratchDir logDir;
-    const ProcessResult result = Run("0", {"-errorlog", logDir / "afp.log"});
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.out, "");
-    const std::string log = ReadFile(logDir / "afp.log");
-    const std::string banner = "***********************************************\n* ";
-    EXPECT_EQ(Count(log, banner), 2u) << log;
-    EXPECT_EQ(Count(log, banner + (m_dir / "qxes_audit_1.log") + "\nAFP-0026: "), 1u) << log;
-    EXPECT_EQ(Count(log, "AFP-0026: "), 2u) << log;
-    EXPECT_EQ(Count(log, xLine.substr(0, xLine.size() - 1)), 2u) << log;
-    EXPECT_EQ(Count(log, banner + (m_dir / "qxes_audit_2.log") + "\nAFP-0028: "), 1u) << log;
-    EXPECT_EQ(m_dir.Names(), (std::set<std::string>{"qxes_audit_1.___", "qxes_audit_2.___"}));
-    EXPECT_EQ(Hosts(), 1);
-}
-
 }  // namespace

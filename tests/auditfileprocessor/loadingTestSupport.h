@@ -26,19 +26,12 @@ namespace loadingTest {
 // A Parser with its loading state readable.
 class ParserUnderTest : public Parser {
   public:
-    using Parser::currentFile;
-    using Parser::fileDisposable;
-    using Parser::generalMessage;
-    using Parser::lineNumber;
     using Parser::lineState;
-    using Parser::machineName;
     using Parser::Parser;
-    using Parser::resumeReached;
     using Parser::TableFor;
     using Parser::versionMessage;
     using Parser::versionNumber;
     using Parser::versionTimeStamp;
-    using Parser::versionTimeZone;
 };
 
 // A directory removed with its contents at the end of the test.
