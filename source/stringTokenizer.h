@@ -7,6 +7,7 @@
 //   while (fields.hasMoreTokens()) use(fields.nextToken(StringTokenizer::Unescape));  // "a,b", "c"
 #pragma once
 
+#include <array>
 #include <string>
 
 class StringTokenizer {
@@ -41,11 +42,12 @@ class StringTokenizer {
     std::string nextToken(Mode mode = Plain);
 
   private:
-    bool isSeparator(char c) const;
-    bool isEscape(char c) const;
+    bool isSeparator(char c) const { return m_isSeparator[static_cast<unsigned char>(c)]; }
+    bool isEscape(char c) const { return m_isEscape[static_cast<unsigned char>(c)]; }
 
     const char* m_current;
     const char* m_end;
-    std::string m_separators;
-    std::string m_escapes;
+    // One entry per byte value: the usage blobs are split character by character.
+    std::array<bool, 256> m_isSeparator{};
+    std::array<bool, 256> m_isEscape{};
 };

@@ -50,10 +50,12 @@ class PostgresDriver : public DatabaseDriver {
   private:
     // One message of a pipeline.
     struct Command {
-        enum Kind { kSimple, kPrepare, kRunPrepared };
+        enum Kind { kSimple, kPrepare, kRunPrepared, kRunNamed };
         Kind kind;
-        std::string text;  // empty for kRunPrepared, which runs the last prepared text
-        Phase phase;       // reported when this command fails
+        // The statement; for kRunNamed the name it was prepared under; empty for
+        // kRunPrepared, which runs the last prepared text.
+        std::string text;
+        Phase phase;  // reported when this command fails
     };
 
     // The cursor of the query in hand. A released cursor stays declared until

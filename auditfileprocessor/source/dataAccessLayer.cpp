@@ -5,6 +5,9 @@
 
 int rdxProcessInitialize(const char* programName) {
     (void)programName;  // neither library keeps a program name
+    // The memory statistics take a process-wide lock on every allocation and
+    // nothing here reads them. Refused harmlessly once SQLite is initialised.
+    sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     if (sqlite3_initialize() != SQLITE_OK) {
         return -1;
     }

@@ -21,12 +21,28 @@ constexpr Oid kTimestampTzOid = 1184;
 // The modifier of VARCHAR(n) and CHAR(n) is n plus this header size.
 constexpr int kVarHeaderSize = 4;
 
-const char kSavepoint[] = "SAVEPOINT afp_stmt";
-const char kReleaseSavepoint[] = "RELEASE SAVEPOINT afp_stmt";
 const char kRollbackToSavepoint[] = "ROLLBACK TO SAVEPOINT afp_stmt";
+const char kReleaseSavepoint[] = "RELEASE SAVEPOINT afp_stmt";
 const char kDeclareCursor[] = "DECLARE afp_cursor NO SCROLL CURSOR FOR ";
-const std::string kFetchCursor =
-    "FETCH " + std::to_string(PostgresDriver::kFetchBatch) + " FROM afp_cursor";
+
+// The driver's own statements that go with every statement, prepared once per
+// connection under these names: the server then parses them only once.
+const char kSavepointName[] = "afp_savepoint";
+const char kReleaseSavepointName[] = "afp_release";
+const char kFetchCursorName[] = "afp_fetch";
+const char kCloseCursorsName[] = "afp_close";
+
+struct NamedStatement {
+    const char* name;
+    std::string text;
+};
+
+const NamedStatement kNamedStatements[] = {
+    {kSavepointName, "SAVEPOINT afp_stmt"},
+    {kReleaseSavepointName, kReleaseSavepoint},
+    {kFetchCursorName, "FETCH " + std::to_string(PostgresDriver::kFetchBatch) + " FROM afp_cursor"},
+    {kCloseCursorsName, "CLOSE ALL"},
+};
 
 DatabaseDriver::Result Failed(DatabaseDriver::Status status, DatabaseDriver::Phase phase,
                               std::string message) {
@@ -156,6 +172,15 @@ DatabaseDriver::Result PostgresDriver::open(const std::string& dbName,
         return result;
     }
     PQsetNoticeProcessor(m_conn.get(), IgnoreNotice, nullptr);
+    for (const NamedStatement& named : kNamedStatements) {
+        PgResult prepared(PQprepare(m_conn.get(), named.name, named.text.c_str(), 0, nullptr));
+        if (!Succeeded(prepared.get())) {
+            Result result = failure(kConnectionFailed, kRun, prepared.get());
+            result.status = kConnectionFailed;
+            close();
+            return result;
+        }
+    }
     return Result();
 }
 
@@ -221,6 +246,11 @@ DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, boo
     if (IsBlank(statement)) {
         return Failed(kStatementFailed, kPrepare, "the statement is empty");
     }
+    if (statement.find('\0') != std::string::npos) {
+        // The client library reads the text as a C string: the server would
+        // run what comes before the NUL as if it were the whole statement.
+        return Failed(kStatementFailed, kPrepare, "the statement holds a NUL character");
+    }
     // Each text goes to the server as one extended-protocol statement, which
     // the server refuses when the text holds more than one.
     std::vector<Command> body;
@@ -229,7 +259,7 @@ DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, boo
         // large table does not carry all of its rows over.
         body.push_back({Command::kPrepare, kDeclareCursor + statement, kPrepare});
         body.push_back({Command::kRunPrepared, "", kRun});
-        body.push_back({Command::kSimple, kFetchCursor, kRun});
+        body.push_back({Command::kRunNamed, kFetchCursorName, kRun});
     } else {
         body.push_back({Command::kPrepare, statement, kPrepare});
         body.push_back({Command::kRunPrepared, "", kRun});
@@ -262,7 +292,7 @@ DatabaseDriver::Result PostgresDriver::fetch(std::vector<std::optional<std::stri
             return end;
         }
         std::vector<PgResult> results;
-        Result result = runGuarded({{Command::kSimple, kFetchCursor, kRun}}, results);
+        Result result = runGuarded({{Command::kRunNamed, kFetchCursorName, kRun}}, results);
         if (!result.ok()) {
             return result;
         }
@@ -319,6 +349,10 @@ DatabaseDriver::Result PostgresDriver::runPipeline(const std::vector<Command>& c
             case Command::kRunPrepared:
                 ok = PQsendQueryPrepared(conn, "", 0, nullptr, nullptr, nullptr, 0);
                 break;
+            case Command::kRunNamed:
+                ok = PQsendQueryPrepared(conn, command.text.c_str(), 0, nullptr, nullptr, nullptr,
+                                         0);
+                break;
         }
         if (ok != 1) {
             sendError = OneLine(PQerrorMessage(conn));
@@ -356,12 +390,12 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
     std::vector<Command> commands;
     bool closing = m_cursor == kCursorToClose;
     if (closing) {
-        commands.push_back({Command::kSimple, "CLOSE ALL", kRun});
+        commands.push_back({Command::kRunNamed, kCloseCursorsName, kRun});
     }
     size_t first = commands.size() + 1;
-    commands.push_back({Command::kSimple, kSavepoint, kRun});
+    commands.push_back({Command::kRunNamed, kSavepointName, kRun});
     commands.insert(commands.end(), body.begin(), body.end());
-    commands.push_back({Command::kSimple, kReleaseSavepoint, kRun});
+    commands.push_back({Command::kRunNamed, kReleaseSavepointName, kRun});
 
     std::vector<PgResult> all;
     Result result = runPipeline(commands, all);

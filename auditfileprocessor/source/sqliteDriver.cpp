@@ -98,7 +98,10 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
     m_fileName = dbName;
     sqlite3* handle = nullptr;
     // Read-write but never create: a missing file is an administrator's error.
-    int code = sqlite3_open_v2(dbName.c_str(), &handle, SQLITE_OPEN_READWRITE, nullptr);
+    // A connection serves one thread at a time, so its own lock, otherwise
+    // taken on every call, is left out.
+    int code = sqlite3_open_v2(dbName.c_str(), &handle, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX,
+                               nullptr);
     m_db.reset(handle);
     if (code != SQLITE_OK) {
         std::string reason = handle != nullptr ? sqlite3_errmsg(handle) : sqlite3_errstr(code);
@@ -245,10 +248,6 @@ DatabaseDriver::Result SqliteDriver::prepare(const std::string& statement,
     if (!m_db) {
         return Failed(kConnectionFailed, kPrepare, "the database is not open");
     }
-    if (statement.find('\0') != std::string::npos) {
-        // SQLite would stop reading at the NUL and run a shortened statement.
-        return Failed(kStatementFailed, kPrepare, "the statement holds a NUL character");
-    }
     if (statement.size() >= static_cast<std::string::size_type>(INT_MAX)) {
         return Failed(kStatementFailed, kPrepare, "the statement is too long");
     }
@@ -257,6 +256,15 @@ DatabaseDriver::Result SqliteDriver::prepare(const std::string& statement,
     int code = sqlite3_prepare_v2(m_db.get(), statement.c_str(),
                                   static_cast<int>(statement.size()) + 1, &handle, &tail);
     compiled = SqliteStatement(handle);
+    // SQLite stops reading at a NUL, so a statement compiled to its very end
+    // holds none; only the other outcomes need the search.
+    const bool readToEnd =
+        code == SQLITE_OK && compiled && tail == statement.c_str() + statement.size();
+    if (!readToEnd && statement.find('\0') != std::string::npos) {
+        // Running what came before the NUL would run a shortened statement.
+        compiled.reset();
+        return Failed(kStatementFailed, kPrepare, "the statement holds a NUL character");
+    }
     if (code != SQLITE_OK) {
         return failure(kPrepare, code);
     }

@@ -19,6 +19,8 @@
 
 namespace {
 
+using namespace std::string_literals;
+
 // Runs `action` and returns the text of the CPPWebException it raises.
 template <typename Action>
 std::string FailureText(Action action) {
@@ -156,6 +158,13 @@ TEST_P(SqldbTest, FailingStatementKeepsItsNeighboursInTheTransaction) {
          "Prepare failed with status -1. "},
         {"two statements",
          "INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('x'); DELETE FROM QXES_SESSION",
+         SQLDB::kUpdate, "Prepare failed with status -1. "},
+        // A client library that reads the text as a C string would run the
+        // first statement alone.
+        {"NUL after a statement",
+         "INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('x')\0DELETE FROM QXES_SESSION"s,
+         SQLDB::kUpdate, "Prepare failed with status -1. "},
+        {"NUL inside a literal", "INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('x\0y')"s,
          SQLDB::kUpdate, "Prepare failed with status -1. "},
     };
     for (const Case& c : cases) {

@@ -45,6 +45,15 @@ INSTANTIATE_TEST_SUITE_P(
         TokenizerCase{"RunsOfSeparatorsGiveNoEmptyToken", "a,,b", ",", kU, {"a", "b"}},
         TokenizerCase{"TrailingSeparatorGivesLastEmptyToken", "a,b,", ",", kU, {"a", "b", ""}},
         TokenizerCase{"AnyListedCharacterSeparates", "a;b,c", ";,", kU, {"a", "b", "c"}},
+        TokenizerCase{"BytesAboveAsciiAreData", "\xC3\xA9,x", ",", kU, {"\xC3\xA9", "x"}},
+        TokenizerCase{"ByteAboveAsciiCanSeparate",
+                      "a\xA7"
+                      "b",
+                      "\xA7",
+                      kU,
+                      {"a", "b"}},
+        TokenizerCase{
+            "NulCanSeparate", std::string("a\0b", 3), std::string(1, '\0'), kU, {"a", "b"}},
         TokenizerCase{"EscapedSeparatorIsData", "a\\,b,c", ",", kU, {"a,b", "c"}},
         TokenizerCase{"EscapedSeparatorAtEnd", "a\\,", ",", kU, {"a,"}},
         TokenizerCase{"EscapeBeforeOtherCharacterIsKept", "a\\xb", ",", kU, {"a\\xb"}},
