@@ -24,7 +24,12 @@ SessionRow EnsureSessionRow(SQLDB* db, const Table* sessionTable, const std::str
         return SessionRow::kKnown;
     }
     // The user is not known yet: a user record fills USER_NAME later.
-    return session.Insert(db) ? SessionRow::kInserted : SessionRow::kInsertFailed;
+    if (session.Insert(db)) {
+        return SessionRow::kInserted;
+    }
+    // Another loader may have inserted the same session since the look-up
+    // (sessions run on from file to file); its row serves as well as ours.
+    return session.Select(db) > 0 ? SessionRow::kKnown : SessionRow::kInsertFailed;
 }
 
 bool WriteUserSource(SQLDB* db, const Table* userSourceTable, const std::string& sessionId,
@@ -34,19 +39,23 @@ bool WriteUserSource(SQLDB* db, const Table* userSourceTable, const std::string&
     source.m_sessionId.SetValue(sessionId);
     source.m_sourceName.SetValue(sourceName);
     source.m_sourceType.SetValue(sourceType);
+    UserSourceTableAccess newValues(userSourceTable);
+    newValues.m_sourceFilename.SetValue(fileName);
     if (!newSession) {
         // A new session cannot have used the source before, so only a known
         // session needs the look-up.
         const int count = source.Select(db);
         KRL_ASSERT(-1 != count, kParserSource, selectAssertLine);
         if (count > 0) {
-            UserSourceTableAccess newValues(userSourceTable);
-            newValues.m_sourceFilename.SetValue(fileName);
             return source.Update(db, newValues);
         }
     }
     source.m_sourceFilename.SetValue(fileName);
-    return source.Insert(db);
+    if (source.Insert(db)) {
+        return true;
+    }
+    // Another loader may have recorded the same source since the look-up.
+    return source.Select(db) > 0 && source.Update(db, newValues);
 }
 
 void OpenRequestRow(RequestTableAccess& row, const std::string& sessionId,
