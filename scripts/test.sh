@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets everything up and runs the whole test suite twice: once in an optimised
 # build and once under AddressSanitizer and UndefinedBehaviorSanitizer, with a
-# private PostgreSQL server started for the run and stopped afterwards.
+# private PostgreSQL server started for the run and stopped afterwards; then a
+# short run of every fuzz target.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
@@ -29,3 +30,5 @@ export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 ctest --test-dir build --output-on-failure -j"$jobs"
 ctest --test-dir build-sanitize --output-on-failure -j"$jobs"
+
+bash scripts/fuzz.sh smoke
