@@ -18,6 +18,7 @@ build() {
 }
 build build
 build build-sanitize -DAFP_SANITIZE=ON
+bash scripts/fuzz.sh smoke
 
 pg_directory="$(mktemp -d /tmp/afp-test-pg-XXXXXX)"
 stop_server() { bash tests/support/pgserver.sh stop "$pg_directory" >/dev/null 2>&1 || true; rm -rf "$pg_directory"; }
@@ -30,5 +31,3 @@ export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 ctest --test-dir build --output-on-failure -j"$jobs"
 ctest --test-dir build-sanitize --output-on-failure -j"$jobs"
-
-bash scripts/fuzz.sh smoke
