@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Sets everything up and runs the whole test suite twice: once in an optimised
-# build and once under AddressSanitizer and UndefinedBehaviorSanitizer, with a
-# private PostgreSQL server started for the run and stopped afterwards; then a
-# short run of every fuzz target.
+# Sets everything up and runs the whole test suite: a short run of every fuzz
+# target, then the tests twice, in an optimised build and under AddressSanitizer
+# and UndefinedBehaviorSanitizer, with a private PostgreSQL server started for
+# the run and stopped afterwards.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
