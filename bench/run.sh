@@ -201,6 +201,28 @@ pgDrop() {
     psql -X -q -c "DROP DATABASE IF EXISTS $1" >/dev/null 2>&1 || true
 }
 
+# CPU seconds of the private server's finished backends; "-" for another server.
+serverCpu() {
+    local pid stat
+    pid=$([ -n "$pgServerDir" ] && head -1 "$pgServerDir/data/postmaster.pid" 2>/dev/null) || true
+    if [ -z "$pid" ] || ! stat=$(cat "/proc/$pid/stat" 2>/dev/null); then
+        echo -
+        return
+    fi
+    # Fields 16 and 17 (after the parenthesised name) are the reaped children's times.
+    awk -v ticks="$(getconf CLK_TCK)" '{ sub(/^.*\) /, ""); printf "%.2f", ($14 + $15) / ticks }' <<<"$stat"
+}
+
+# Server CPU used by the command just measured: its backend has ended and been
+# reaped once the connection is closed; give the server a moment for that.
+serverCpuSince() { # serverCpuSince BEFORE
+    local after
+    [ "$1" != - ] || { echo -; return; }
+    sleep 0.5
+    after=$(serverCpu)
+    awk -v a="$after" -v b="$1" 'BEGIN { printf "%.2f", a - b }'
+}
+
 # Reads "WALL PEAK_KB STATUS CPU" as written by measure.
 readMeasure() { # readMeasure FILE -> sets m_wall m_peak m_status m_cpu
     read -r m_wall m_peak m_status m_cpu <"$1"
@@ -209,7 +231,7 @@ readMeasure() { # readMeasure FILE -> sets m_wall m_peak m_status m_cpu
 rows=()
 failed=0
 
-record() { # record BACKEND NBROWS LINES STATEMENTS TRANSACTIONS LWALL LCPU LPEAK RWALL RCPU RPEAK SAME
+record() { # record BACKEND NBROWS LINES STMTS COMMITS LWALL LCPU LSRV LPEAK RWALL RCPU RSRV RPEAK SAME
     rows+=("$*")
 }
 
@@ -220,7 +242,7 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
     mkdir -p "$run"
     cp -r "$source" "$run/audit"
     local dump=$run/dump.sql replay=$run/replay.sql
-    local loadCounts replayCounts lWall lCpu lPeak
+    local loadCounts replayCounts lWall lCpu lPeak lServer=- rServer=- before
     say "bench: $backend -nbrows $nbrows: loading $lineCount lines"
     if [ "$backend" = SQLite ]; then
         sqlite3 "$run/load.db" <"$root/schema/sqlite.sql"
@@ -231,10 +253,12 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
     else
         pgFresh afp_bench_load
         pgFresh afp_bench_replay
+        before=$(serverCpu)
         "$measure" "$run/load.measure" "$loader" -dbname afp_bench_load \
             -dbconnect "LOCAL;PG;host=$PGHOST port=$PGPORT user=%s password=%s" \
             -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$run/audit" -df "$dump" \
             -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
+        lServer=$(serverCpuSince "$before")
     fi
     readMeasure "$run/load.measure"
     lWall=$m_wall lCpu=$m_cpu lPeak=$m_peak
@@ -256,8 +280,10 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
         replayCounts=$(sqliteCounts "$run/replay.db")
     else
         convertDump "$dump" "$replay"
+        before=$(serverCpu)
         "$measure" "$run/replay.measure" psql -X -q -v ON_ERROR_ROLLBACK=on -d afp_bench_replay \
             -f "$replay" >/dev/null 2>"$run/replay.err" || true
+        rServer=$(serverCpuSince "$before")
         readMeasure "$run/replay.measure"
         loadCounts=$(pgCounts afp_bench_load)
         replayCounts=$(pgCounts afp_bench_replay)
@@ -274,7 +300,7 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
     fi
     say "bench:   rows: $loadCounts"
     record "$backend" "$nbrows" "$lineCount" "$statements" "$transactions" \
-        "$lWall" "$lCpu" "$lPeak" "$m_wall" "$m_cpu" "$m_peak" "$same"
+        "$lWall" "$lCpu" "$lServer" "$lPeak" "$m_wall" "$m_cpu" "$rServer" "$m_peak" "$same"
     if [ "$keep" -eq 0 ]; then
         rm -rf "$run"
     fi
@@ -305,18 +331,19 @@ printf 'machine: %s cores, %s, %s memory; work directory on %s\n' "$(nproc)" \
     "$(df -T "$workDir" 2>/dev/null | awk 'NR == 2 { print $2 }')"
 printf 'statements: INSERT, UPDATE and SELECT of the dump (transaction boundaries not counted)\n'
 printf 'replay: sqlite3 shell (WAL, synchronous=FULL) or psql -v ON_ERROR_ROLLBACK=on, same BEGIN/COMMIT\n\n'
-printf '%-10s %6s %8s %8s %7s | %8s %8s %9s %9s %7s | %8s %9s %7s | %6s %5s\n' \
-    backend nbrows lines stmts commits "load s" "cpu s" "lines/s" "stmts/s" "peak MB" \
-    "replay s" "stmts/s" "peak MB" ratio same
+printf '%-10s %6s %8s %8s %7s | %7s %6s %6s %8s %8s %7s | %8s %6s %6s %8s %7s | %5s %4s\n' \
+    backend nbrows lines stmts commits "load s" "cpu s" "srv s" "lines/s" "stmts/s" "peak MB" \
+    "replay s" "cpu s" "srv s" "stmts/s" "peak MB" ratio same
 for row in "${rows[@]}"; do
     # shellcheck disable=SC2086
     set -- $row
-    awk -v b="$1" -v n="$2" -v l="$3" -v s="$4" -v t="$5" -v lw="$6" -v lc="$7" -v lp="$8" \
-        -v rw="$9" -v rc="${10}" -v rp="${11}" -v same="${12}" 'BEGIN {
-        printf "%-10s %6d %8d %8d %7d | %8.2f %8.2f %9.0f %9.0f %7.1f | %8.2f %9.0f %7.1f | %6.2f %5s\n",
-            b, n, l, s, t, lw, lc, (lw > 0 ? l / lw : 0), (lw > 0 ? s / lw : 0), lp / 1024,
-            rw, (rw > 0 ? s / rw : 0), rp / 1024, (rw > 0 ? lw / rw : 0), same
+    awk -v b="$1" -v n="$2" -v l="$3" -v s="$4" -v t="$5" -v lw="$6" -v lc="$7" -v ls="$8" \
+        -v lp="$9" -v rw="${10}" -v rc="${11}" -v rs="${12}" -v rp="${13}" -v same="${14}" 'BEGIN {
+        printf "%-10s %6d %8d %8d %7d | %7.2f %6.2f %6s %8.0f %8.0f %7.1f | %8.2f %6.2f %6s %8.0f %7.1f | %5.2f %4s\n",
+            b, n, l, s, t, lw, lc, ls, (lw > 0 ? l / lw : 0), (lw > 0 ? s / lw : 0), lp / 1024,
+            rw, rc, rs, (rw > 0 ? s / rw : 0), rp / 1024, (rw > 0 ? lw / rw : 0), same
     }'
 done
-printf '\nratio = loader wall time / replay wall time; total benchmark time %ss\n' "$(($(date +%s) - started))"
+printf '\nload s, replay s: wall time; cpu s: the client process; srv s: the private server'"'"'s backend\n'
+printf 'ratio = loader wall time / replay wall time; total benchmark time %ss\n' "$(($(date +%s) - started))"
 exit "$failed"
