@@ -2,6 +2,7 @@
 # The event handlers add their sources to this library (cmake/handlers.cmake).
 add_library(afp_parser STATIC
     auditfileprocessor/source/auditFileClaim.cpp
+    auditfileprocessor/source/auditLineCheck.cpp
     auditfileprocessor/source/parser.cpp
     auditfileprocessor/source/parserDirectory.cpp
     auditfileprocessor/source/parserDispatch.cpp
@@ -15,7 +16,8 @@ if(AFP_TESTS)
         tests/auditfileprocessor/parserLineTest.cpp
         tests/auditfileprocessor/parserCatalogueTest.cpp
         tests/auditfileprocessor/loadingTest.cpp
-        tests/auditfileprocessor/auditFileClaimTest.cpp)
+        tests/auditfileprocessor/auditFileClaimTest.cpp
+        tests/auditfileprocessor/auditLineCheckTest.cpp)
     target_link_libraries(afp_parser_tests PRIVATE afp_parser afp_testdatabase GTest::gtest_main)
     gtest_discover_tests(afp_parser_tests DISCOVERY_TIMEOUT 60)
 

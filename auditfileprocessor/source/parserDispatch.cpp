@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "auditLineCheck.h"
 #include "auditSupport.h"
 #include "krlAssertError.h"
 #include "messenger.h"
@@ -71,11 +72,13 @@ bool Parser::ParseLine(std::vector<std::string>& fields) {
         return true;  // a blank line
     }
     ChangeLineState(fields);
-    // Handlers read the fixed fields by position: a short record line is refused
-    // before any of them runs.
+    // Handlers read the fixed fields by position, and may write some rows of a
+    // line before another is refused: a short or malformed record line is
+    // refused before any of them runs.
     const bool isRecord =
         lineState == kLineUsage || lineState == kLineError || lineState == kLineInfo;
-    if (isRecord && fields.size() < kFixedFieldCount) {
+    if (isRecord &&
+        (fields.size() < kFixedFieldCount || !AuditLineCheck::IsWellFormedRecord(fields))) {
         return false;
     }
     switch (lineState) {

@@ -246,9 +246,9 @@ TEST_P(HostileInputTest, BadFilesAreSetAsideWithTheirMessageAndOnlyGoodLinesAreL
               (Rows{{kQuotedUser}}));
 }
 
-// Disabled until lines that are not UTF-8 are refused before any handler runs:
-// today SQLite stores them and PostgreSQL stops loading on them for good.
-TEST_P(HostileInputTest, DISABLED_LinesThatAreNotUtf8AreRefusedOnEveryBackend) {
+// Left to the database, SQLite would store such lines and PostgreSQL would stop
+// loading on them for good.
+TEST_P(HostileInputTest, LinesThatAreNotUtf8AreRefusedOnEveryBackend) {
     LoadAndCompare(Named({
         {"utf8",
          GoodPart("utf8") + Request("H11\xff", "Sa\xc3les", "\xed\xa0\x80\xc0\xaf") +
@@ -258,9 +258,9 @@ TEST_P(HostileInputTest, DISABLED_LinesThatAreNotUtf8AreRefusedOnEveryBackend) {
     }));
 }
 
-// Disabled until a line with an impossible time stamp is refused whole: today
-// its session and source rows are written before its request row is refused.
-TEST_P(HostileInputTest, DISABLED_LinesWithImpossibleTimeStampsWriteNothing) {
+// The session and source rows of such a line would otherwise be written before
+// its request row is refused.
+TEST_P(HostileInputTest, LinesWithImpossibleTimeStampsWriteNothing) {
     LoadAndCompare(Named({
         {"badstamps",
          GoodPart("badstamps") +
