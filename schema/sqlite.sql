@@ -4,6 +4,10 @@
 -- lookup of the loader is by key, so one b-tree serves rows and key.
 -- Text columns keep their declared widths: the loader reads them to check values.
 
+-- Write-ahead logging from the start: switching a database to it later needs
+-- a moment when no other loader is connected.
+PRAGMA journal_mode=WAL;
+
 CREATE TABLE IF NOT EXISTS QXES_DISPATCHER (
     SERVER_START_DATE_TIME TIMESTAMP NOT NULL,
     MACHINE_NAME           VARCHAR(255) NOT NULL,
