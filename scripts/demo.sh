@@ -16,7 +16,7 @@ audit="$demo/audit"
 mkdir -p "$demo"
 if [ ! -f "$database" ]; then
     echo "Creating the audit database $database"
-    sqlite3 "$database" < schema/sqlite.sql
+    sqlite3 "$database" < schema/sqlite.sql >/dev/null
 fi
 
 # A new seed and session prefix per run, so that repeated runs add new sessions.
