@@ -34,8 +34,5 @@ if(AFP_TESTS)
         tests/tools/qxesauditgenTest.cpp
         tests/tools/stampClockTest.cpp)
     target_link_libraries(afp_auditgen_tests PRIVATE afp_auditgen GTest::gtest_main)
-    target_compile_definitions(afp_auditgen_tests PRIVATE
-        QXESAUDITGEN_PATH="$<TARGET_FILE:qxesauditgen>")
-    add_dependencies(afp_auditgen_tests qxesauditgen)
     gtest_discover_tests(afp_auditgen_tests DISCOVERY_TIMEOUT 60)
 endif()

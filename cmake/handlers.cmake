@@ -22,7 +22,7 @@ if(AFP_TESTS)
         tests/auditfileprocessor/handlerEndToEndTest.cpp)
     # The session library refers to the dump stream that the driver library defines.
     target_link_libraries(afp_handler_e2e_tests PRIVATE
-        afp_testdatabase afp_database afp_driver GTest::gtest_main)
+        afp_testdatabase afp_database afp_driver afp_format GTest::gtest_main)
     target_compile_definitions(afp_handler_e2e_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>")
     add_dependencies(afp_handler_e2e_tests qxesauditfileprocessor)

@@ -19,15 +19,9 @@ if(AFP_TESTS)
         tests/auditfileprocessor/auditFileClaimTest.cpp
         tests/auditfileprocessor/auditLineCheckTest.cpp)
     target_link_libraries(afp_parser_tests PRIVATE afp_parser afp_testdatabase GTest::gtest_main)
-    gtest_discover_tests(afp_parser_tests DISCOVERY_TIMEOUT 60)
-
-    # The same loop through the built program.
-    add_executable(afp_loading_program_tests
-        tests/auditfileprocessor/loadingProgramTest.cpp)
-    target_link_libraries(afp_loading_program_tests PRIVATE afp_format afp_parser afp_testdatabase
-        GTest::gtest_main)
-    target_compile_definitions(afp_loading_program_tests PRIVATE
+    # The loading tests also run the built program.
+    target_compile_definitions(afp_parser_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>")
-    add_dependencies(afp_loading_program_tests qxesauditfileprocessor)
-    gtest_discover_tests(afp_loading_program_tests DISCOVERY_TIMEOUT 60)
+    add_dependencies(afp_parser_tests qxesauditfileprocessor)
+    gtest_discover_tests(afp_parser_tests DISCOVERY_TIMEOUT 60)
 endif()

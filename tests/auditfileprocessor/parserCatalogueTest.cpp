@@ -6,13 +6,18 @@
 #include <string>
 #include <vector>
 
+#include "afpOptions.h"
 #include "cppWebException.h"
-#include "loadingTestSupport.h"
+#include "parser.h"
 #include "testDatabase.h"
 
 namespace {
 
-using loadingTest::ParserUnderTest;
+class ParserUnderTest : public Parser {
+  public:
+    using Parser::Parser;
+    using Parser::TableFor;
+};
 
 class ParserCatalogueTest : public ::testing::TestWithParam<TestBackend> {
   protected:

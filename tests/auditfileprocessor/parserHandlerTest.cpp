@@ -3,19 +3,20 @@
 // assertions.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "../support/auditFiles.h"
 #include "afpOptions.h"
 #include "krlAssertError.h"
 #include "parser.h"
-#include "programGlobals.h"
-#include "testDatabase.h"
 
 namespace {
+
+using namespace auditFiles;
+using Handler = bool (Parser::*)(const std::vector<std::string>&);
 
 class ParserUnderTest : public Parser {
   public:
@@ -28,33 +29,16 @@ class ParserUnderTest : public Parser {
     using Parser::versionTimeStamp;
 };
 
-using Fields = std::vector<std::string>;
-using Rows = std::vector<std::vector<std::string>>;
-using Handler = bool (Parser::*)(const std::vector<std::string>&);
-
-const char kStamp[] = "2011-03-04:17:05:09.042";
 const char kStampInDb[] = "2011-03-04 17:05:09.042";
 const char kLaterStamp[] = "2011-03-04:17:06:00.512";
 const char kLaterStampInDb[] = "2011-03-04 17:06:00.512";
 const char kServerStart[] = "2011-03-04 08:00:00.125";
 
-// One record line as the loader splits it.
-Fields Line(const std::string& type, const std::string& component, const std::string& format,
-            const std::string& session, const std::string& request, const std::string& message,
-            const std::string& stamp = kStamp) {
-    return {type,      stamp,  "UTC",  "Time Zone: GMT + 0:00", session, request,
-            component, format, message};
-}
-Fields Info(const std::string& component, const std::string& format, const std::string& session,
-            const std::string& request, const std::string& message,
-            const std::string& stamp = kStamp) {
-    return Line("I", component, format, session, request, message, stamp);
-}
 Fields Error(const std::string& format, const std::string& session, const std::string& request,
              const std::string& message, const std::string& stamp = kStamp) {
     return Line("E", "QXRQ", format, session, request, message, stamp);
 }
-Fields Usage(const std::string& format, const std::string& message) {
+Fields UsageLine(const std::string& format, const std::string& message) {
     return Line("U", "QXDS", format, "s1", "r1", message);
 }
 
@@ -98,24 +82,21 @@ class HandlerTest : public ::testing::TestWithParam<TestBackend> {
             EXPECT_EQ(Take(steps[i].handler, steps[i].line), steps[i].result) << "step " << i;
         }
     }
-    // The committed rows of a query, read through a second connection.
+    // The committed rows of a query (or runs SQL), through a second connection
+    // between two of the loader's transactions.
     Rows Query(const std::string& sql) {
         m_database.db().commit(1);
         Rows rows = m_database.query(sql);
         m_database.db().startTransaction();
         return rows;
     }
-    // Runs SQL through a second connection, between two of the loader's transactions.
-    void Exec(const std::string& sql) {
+    Rows Count(const std::string& table) { return Query("SELECT COUNT(*) FROM " + table); }
+    void EmptyTables() {
         m_database.db().commit(1);
-        m_database.exec(sql);
+        for (const char* table : kAuditTables) {
+            m_database.exec(std::string("DELETE FROM ") + table);
+        }
         m_database.db().startTransaction();
-    }
-    long long RowsIn(const std::string& table) {
-        m_database.db().commit(1);
-        const long long count = m_database.countRows(table);
-        m_database.db().startTransaction();
-        return count;
     }
     // The assertion text that taking the line raises, or "" when none.
     std::string AssertionOf(Handler handler, const Fields& line) {
@@ -161,6 +142,14 @@ const char kUserSources[] =
 const char kAdminSources[] =
     "SELECT SESSION_ID, REQUEST_ID, SOURCE_TYPE, SOURCE_NAME FROM QXES_ADMIN_SOURCE "
     "ORDER BY SESSION_ID, REQUEST_ID";
+
+const char kDims[] = "SELECT DIM_CODE, DIM_NAME, DIM_COUNT FROM QXES_DIM_USAGE ORDER BY DIM_CODE";
+const char kLevels[] =
+    "SELECT DIM_CODE, LEVEL_CODE, LEVEL_NAME, LEVEL_COUNT FROM QXES_LEVEL_USAGE "
+    "ORDER BY DIM_CODE, LEVEL_CODE";
+const char kMeasures[] =
+    "SELECT SESSION_ID, REQUEST_ID, MEASURE_CODE, MEASURE_NAME, MEASURE_COUNT "
+    "FROM QXES_MEASURE_USAGE ORDER BY MEASURE_CODE";
 
 const Scenario kScenarios[] = {
     {"FirstRequestOfASessionWritesSessionSourceAndRequest",
@@ -246,18 +235,44 @@ const Scenario kScenarios[] = {
       {kUser, Info("QXDS", "USR", "none", "1", "nobody"), true}},
      {{kSessions, {{"u", "M\xC3\xBCller"}}},
       {"SELECT USER_CLASS FROM QXES_REQUEST", {{"Gr&#252;n's"}}}}},
+    {"UsageBlobBecomesDimensionLevelAndMeasureRows",
+     {{kUsage, UsageLine("QXUC", "D1,D2,M;L11,L12;L21;MC1,MC2"), true},
+      {kUsage, UsageLine("QXUC", "X1,M;LX;MX"), true},  // the first codes stay
+      {kUsage, UsageLine("QXUI", "anything"), true},
+      {kUsage, UsageLine("QXUH", "Dim1,Dim2,Measures;Lev11,Lev12;Lev21;Meas1,Meas2"), true},
+      {kUsage, UsageLine("QXUD", "5,3,8;2,3;3;4,4"), true},
+      {kUsage, UsageLine("QXUD", "5,3,8;2,3;3;4,4"), false}},  // codes and names were consumed
+     {{kDims, {{"D1", "Dim1", "5"}, {"D2", "Dim2", "3"}}},
+      {kLevels,
+       {{"D1", "L11", "Lev11", "2"}, {"D1", "L12", "Lev12", "3"}, {"D2", "L21", "Lev21", "3"}}},
+      {kMeasures, {{"s1", "r1", "MC1", "Meas1", "4"}, {"s1", "r1", "MC2", "Meas2", "4"}}}}},
+    {"UsageWithOneFieldGivesMeasuresOnly",
+     {{kUsage, UsageLine("QXUC", "MC1"), true},
+      {kUsage, UsageLine("QXUH", "Meas1"), true},
+      {kUsage, UsageLine("QXUD", "4"), true}},
+     {{kDims, {}}, {kMeasures, {{"s1", "r1", "MC1", "Meas1", "4"}}}}},
+    {"UsageWithAnEmptyFirstRecordWritesNothing",
+     {{kUsage, UsageLine("QXUC", ";"), true},
+      {kUsage, UsageLine("QXUH", ";"), true},
+      {kUsage, UsageLine("QXUD", ";"), false}},
+     {{kDims, {}}, {kMeasures, {}}}},
+    {"UsageLevelRecordMayBeTheMeasureRecord",
+     {{kUsage, UsageLine("QXUC", "D1,M;MC1"), true},
+      {kUsage, UsageLine("QXUH", "Dim1,M;Meas1"), true},
+      {kUsage, UsageLine("QXUD", "1,2;3"), true}},
+     {{kDims, {{"D1", "Dim1", "1"}}}, {kMeasures, {{"s1", "r1", "MC1", "Meas1", "3"}}}}},
 };
 
 TEST_P(HandlerTest, ScenariosLeaveTheExpectedRows) {
     for (const Scenario& scenario : kScenarios) {
         SCOPED_TRACE(scenario.name);
-        Exec(
-            "DELETE FROM QXES_SESSION; DELETE FROM QXES_REQUEST; DELETE FROM QXES_USER_SOURCE; "
-            "DELETE FROM QXES_ADMIN_SOURCE");
+        EmptyTables();
         Run(scenario.steps);
         for (const auto& expected : scenario.expected) {
             EXPECT_EQ(Query(expected.first), expected.second) << expected.first;
         }
+        EXPECT_TRUE(m_parser->usageCodesByRequest.empty());
+        EXPECT_TRUE(m_parser->usageNamesByRequest.empty());
     }
 }
 
@@ -279,90 +294,7 @@ TEST_P(HandlerTest, StartupSplitsMachineAndPortAtTheFirstColon) {
         EXPECT_EQ(m_parser->machineName, c.machine) << c.message;
         EXPECT_EQ(m_parser->machinePort, c.port) << c.message;
     }
-    EXPECT_EQ(RowsIn("QXES_DISPATCHER"), 0);
-}
-
-TEST_P(HandlerTest, LinesAlreadyLoadedTouchNoTable) {
-    const std::vector<Step> steps = {
-        {kRequest, Info("QXRQ", "REQINFO", "1", "1", "a,b,c,d,e"), true},
-        {kRemote, Info("QXDS", "REMOTE", "1", "2", "f"), true},
-        {kError, Error("REQFAILE", "1", "3", "x"), true},
-        {kAdmin, Info("QXES", "COPY", "1", "4", "a,b"), true},
-        {kTarvel, Info("QXPB", "NOTAFORMAT", "1", "5", "a"), true},
-        {kTarvelError, Line("E", "QXPB", "NOTAFORMAT", "1", "5", "a"), true},
-        {kUser, Info("QXDS", "NOTAFORMAT", "1", "1", "ann"), true},
-        {kUsage, Usage("QXUC", "D1,M;L1;MC1"), true},
-        {kUsage, Usage("QXUH", "Dim1,Measures;Lev1;Meas1"), true},
-        {kUsage, Usage("QXUD", "5,8;2;4"), false},  // refused, unlike the others
-    };
-    FILE* dump = std::tmpfile();
-    ASSERT_NE(dump, nullptr);
-    g_SQLDumpFile = dump;
-    m_parser->resumeReached = false;
-    Run(steps);
-    g_SQLDumpFile = nullptr;
-    EXPECT_EQ(std::ftell(dump), 0L) << "statements were run";
-    std::fclose(dump);
-
-    // The waiting codes and names survive the refused counts line.
-    m_parser->resumeReached = true;
-    EXPECT_TRUE(Take(kUsage, Usage("QXUD", "5,8;2;4")));
-    EXPECT_EQ(RowsIn("QXES_LEVEL_USAGE"), 1);
-}
-
-TEST_P(HandlerTest, UsageBlobBecomesDimensionLevelAndMeasureRows) {
-    Run({{kUsage, Usage("QXUC", "D1,D2,M;L11,L12;L21;MC1,MC2"), true},
-         {kUsage, Usage("QXUC", "X1,M;LX;MX"), true},  // the first codes stay
-         {kUsage, Usage("QXUI", "anything"), true},
-         {kUsage, Usage("QXUH", "Dim1,Dim2,Measures;Lev11,Lev12;Lev21;Meas1,Meas2"), true},
-         {kUsage, Usage("QXUD", "5,3,8;2,3;3;4,4"), true},
-         {kUsage, Usage("QXUD", "5,3,8;2,3;3;4,4"), false}});  // codes and names were consumed
-    EXPECT_EQ(Query("SELECT DIM_CODE, DIM_NAME, DIM_COUNT FROM QXES_DIM_USAGE ORDER BY DIM_CODE"),
-              (Rows{{"D1", "Dim1", "5"}, {"D2", "Dim2", "3"}}));
-    EXPECT_EQ(Query("SELECT DIM_CODE, LEVEL_CODE, LEVEL_NAME, LEVEL_COUNT FROM QXES_LEVEL_USAGE "
-                    "ORDER BY DIM_CODE, LEVEL_CODE"),
-              (Rows{{"D1", "L11", "Lev11", "2"},
-                    {"D1", "L12", "Lev12", "3"},
-                    {"D2", "L21", "Lev21", "3"}}));
-    EXPECT_EQ(Query("SELECT SESSION_ID, REQUEST_ID, MEASURE_CODE, MEASURE_NAME, MEASURE_COUNT "
-                    "FROM QXES_MEASURE_USAGE ORDER BY MEASURE_CODE"),
-              (Rows{{"s1", "r1", "MC1", "Meas1", "4"}, {"s1", "r1", "MC2", "Meas2", "4"}}));
-    EXPECT_TRUE(m_parser->usageCodesByRequest.empty());
-    EXPECT_TRUE(m_parser->usageNamesByRequest.empty());
-}
-
-TEST_P(HandlerTest, UsageBlobsWithFewDimensions) {
-    struct Case {
-        const char* name;
-        const char* codes;
-        const char* names;
-        const char* data;
-        bool result;
-        Rows measures;
-        long long dimensions;
-    } const cases[] = {
-        {"OneFieldGivesMeasuresOnly", "MC1", "Meas1", "4", true, {{"MC1", "Meas1", "4"}}, 0},
-        {"EmptyFirstRecordWritesNothing", ";", ";", ";", false, {}, 0},
-        {"LevelRecordMayBeTheMeasureRecord",
-         "D1,M;MC1",
-         "Dim1,M;Meas1",
-         "1,2;3",
-         true,
-         {{"MC1", "Meas1", "3"}},
-         1},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        Exec(
-            "DELETE FROM QXES_MEASURE_USAGE; DELETE FROM QXES_DIM_USAGE; "
-            "DELETE FROM QXES_LEVEL_USAGE");
-        Run({{kUsage, Usage("QXUC", c.codes), true},
-             {kUsage, Usage("QXUH", c.names), true},
-             {kUsage, Usage("QXUD", c.data), c.result}});
-        EXPECT_EQ(Query("SELECT MEASURE_CODE, MEASURE_NAME, MEASURE_COUNT FROM QXES_MEASURE_USAGE"),
-                  c.measures);
-        EXPECT_EQ(RowsIn("QXES_DIM_USAGE"), c.dimensions);
-    }
+    EXPECT_EQ(Count("QXES_DISPATCHER"), Rows{{"0"}});
 }
 
 TEST_P(HandlerTest, AssertionsNameTheFailedCondition) {
@@ -393,7 +325,7 @@ TEST_P(HandlerTest, AssertionsNameTheFailedCondition) {
          "KRL_ASSERT(0 == strcmp( AuditSupport::GetComponent( AuditSupport::kQXDS ), line[ "
          "component_id ].c_str() ));"},
         {kUser, Info("QXDS", "REMOTE", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
-        {kUsage, Usage("QXUX", "m"),
+        {kUsage, UsageLine("QXUX", "m"),
          "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
          "AuditSupport::kQXUC ) ) || 0 == strcmp( line[ msg_format ].c_str(), "
          "AuditSupport::GetFormat( AuditSupport::kQXUH ) ) || 0 == strcmp( line[ msg_format "
@@ -404,17 +336,18 @@ TEST_P(HandlerTest, AssertionsNameTheFailedCondition) {
         EXPECT_EQ(AssertionOf(c.handler, c.line), c.text);
     }
     // The session row of the REQINFO with four pieces was written before its assertion.
-    EXPECT_EQ(RowsIn("QXES_SESSION"), 1);
+    EXPECT_EQ(Count("QXES_SESSION"), Rows{{"1"}});
 }
 
 TEST_P(HandlerTest, UsageBlobWithoutItsLevelRecordsAssertsBeforeAnyRow) {
     // Two dimensions but only two records: a level look-up would fall off the end.
-    Run({{kUsage, Usage("QXUC", "D1,D2,M;L1"), true},
-         {kUsage, Usage("QXUH", "Dim1,Dim2,M;Lev1"), true}});
-    EXPECT_EQ(AssertionOf(kUsage, Usage("QXUD", "1,2,3;4")),
+    Run({{kUsage, UsageLine("QXUC", "D1,D2,M;L1"), true},
+         {kUsage, UsageLine("QXUH", "Dim1,Dim2,M;Lev1"), true}});
+    EXPECT_EQ(AssertionOf(kUsage, UsageLine("QXUD", "1,2,3;4")),
               "KRL_ASSERT(dimensionCount == 0 || usageArray.size() > dimensionCount);");
     EXPECT_TRUE(m_parser->usageCodesByRequest.empty());  // consumed all the same
-    EXPECT_EQ(RowsIn("QXES_DIM_USAGE") + RowsIn("QXES_MEASURE_USAGE"), 0);
+    EXPECT_EQ(Count("QXES_DIM_USAGE"), Rows{{"0"}});
+    EXPECT_EQ(Count("QXES_MEASURE_USAGE"), Rows{{"0"}});
 }
 
 TEST_P(HandlerTest, ShortLinesAreRefusedWithoutReadingPastTheEnd) {

@@ -5,16 +5,24 @@
 #include <string>
 #include <vector>
 
+#include "../support/auditFiles.h"
 #include "../support/messageCapture.h"
+#include "afpOptions.h"
 #include "krlAssertError.h"
-#include "loadingTestSupport.h"
-#include "testDatabase.h"
+#include "parser.h"
 
 namespace {
 
-using loadingTest::ParserUnderTest;
-using loadingTest::ScratchDir;
-using Fields = std::vector<std::string>;
+using auditFiles::Fields;
+
+class ParserUnderTest : public Parser {
+  public:
+    using Parser::lineState;
+    using Parser::Parser;
+    using Parser::versionMessage;
+    using Parser::versionNumber;
+    using Parser::versionTimeStamp;
+};
 
 class ParserLineTest : public ::testing::Test {
   protected:
@@ -75,13 +83,13 @@ TEST(ParserResumeNumber, ReadsOnlyAllDigitTextBetweenTheNamesLastTwoDots) {
 }
 
 TEST_F(ParserLineTest, AddLineToAuditFilenameKeepsEarlierNumbers) {
-    ScratchDir dir;
-    loadingTest::WriteFile(dir / "qxes_audit_b.120.log", "x");
-    loadingTest::WriteFile(dir / "qxes_audit_c.4.log", "x");
+    auditFiles::ScratchDirectory dir;
+    auditFiles::WriteFile(dir / "qxes_audit_b.120.log", "x");
+    auditFiles::WriteFile(dir / "qxes_audit_c.4.log", "x");
     m_parser->AddLineToAuditFilename(dir / "qxes_audit_b.120.log", 340);
     m_parser->AddLineToAuditFilename(dir / "qxes_audit_c.4.log", 4);
-    EXPECT_EQ(dir.Names(),
-              (std::set<std::string>{"qxes_audit_b.120.340.log", "qxes_audit_c.4.log"}));
+    EXPECT_EQ(auditFiles::NamesIn(dir.path()),
+              (Fields{"qxes_audit_b.120.340.log", "qxes_audit_c.4.log"}));
 
     MessageCapture capture;
     m_parser->AddLineToAuditFilename(dir / "qxes_audit_missing.log", 7);
@@ -89,7 +97,7 @@ TEST_F(ParserLineTest, AddLineToAuditFilenameKeepsEarlierNumbers) {
 }
 
 Fields Line(const std::string& type, const std::string& component, const std::string& format) {
-    return {type, "2011-03-04:17:05:09.042", "CET", "off", "0", "0", component, format, "text"};
+    return auditFiles::Line(type, component, format, "0", "0", "text");
 }
 
 TEST_F(ParserLineTest, DispatchByTypeComponentAndFormat) {
@@ -135,7 +143,7 @@ TEST_F(ParserLineTest, DispatchByTypeComponentAndFormat) {
 }
 
 TEST_F(ParserLineTest, VersionLineReadsAbsentFieldsAsEmpty) {
-    Fields version = {"V", "2011-03-04:17:05:09.042", "CET", "off", "0", "0", "QXES", "3", "9.1"};
+    Fields version = Line("V", "QXES", "3");
     EXPECT_TRUE(m_parser->ParseVersion(version));
     EXPECT_EQ(m_parser->versionNumber, 3);
     EXPECT_EQ(m_parser->versionTimeStamp, "2011-03-04 17:05:09.042");
