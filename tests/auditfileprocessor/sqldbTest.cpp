@@ -1,6 +1,7 @@
 // The database session against real databases: every case runs on SQLite and
 // on PostgreSQL (the latter skipped unless a test server is configured).
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -13,6 +14,7 @@
 #include <vector>
 
 #include "cppWebException.h"
+#include "dataAccessLayer.h"
 #include "krlAssertError.h"
 #include "sqldbapi.h"
 #include "testDatabase.h"
@@ -395,6 +397,55 @@ TEST_F(PostgresSessionTest, ConnectStringWithoutPlaceholderLeavesTheRestToDefaul
         unsetenv(e.name);
     }
     EXPECT_EQ(text, "<no exception>");
+}
+
+// Runs before the parameterised cases, which then use the recycled blocks too.
+TEST(DataAccessLayerTest, SqliteBlocksKeepTheirContentsThroughEveryResize) {
+    ASSERT_EQ(sqlite3_shutdown(), SQLITE_OK);  // so that the initialisation below applies
+    ASSERT_GE(rdxProcessInitialize("qxesauditfileprocessor"), 0);
+    // Sizes on both sides of every boundary: the granule, the largest recycled size.
+    const std::vector<int> sizes = {1, 15, 16, 17, 500, 1023, 1024, 1025, 4096, 70000};
+    for (int from : sizes) {
+        for (int to : sizes) {
+            SCOPED_TRACE(std::to_string(from) + " -> " + std::to_string(to));
+            unsigned char* block = static_cast<unsigned char*>(sqlite3_malloc(from));
+            ASSERT_NE(block, nullptr);
+            ASSERT_GE(sqlite3_msize(block), static_cast<sqlite3_uint64>(from));
+            for (int i = 0; i < from; ++i) {
+                block[i] = static_cast<unsigned char>(i * 7 + from);
+            }
+            unsigned char* resized = static_cast<unsigned char*>(sqlite3_realloc(block, to));
+            ASSERT_NE(resized, nullptr);
+            EXPECT_GE(sqlite3_msize(resized), static_cast<sqlite3_uint64>(to));
+            int kept = from < to ? from : to;
+            int damaged = 0;
+            for (int i = 0; i < kept; ++i) {
+                damaged += resized[i] != static_cast<unsigned char>(i * 7 + from) ? 1 : 0;
+            }
+            EXPECT_EQ(damaged, 0);
+            sqlite3_free(resized);
+        }
+    }
+    // A freed block is handed out again, but never to two owners at once.
+    std::vector<int*> blocks(300);
+    for (int*& block : blocks) {
+        block = static_cast<int*>(sqlite3_malloc(40));
+        ASSERT_NE(block, nullptr);
+    }
+    for (size_t i = 0; i < blocks.size(); i += 2) {
+        sqlite3_free(blocks[i]);
+        blocks[i] = static_cast<int*>(sqlite3_malloc(33));  // the same rounded size
+        ASSERT_NE(blocks[i], nullptr);
+    }
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        *blocks[i] = static_cast<int>(i);
+    }
+    int overwritten = 0;
+    for (size_t i = 0; i < blocks.size(); ++i) {
+        overwritten += *blocks[i] != static_cast<int>(i) ? 1 : 0;
+        sqlite3_free(blocks[i]);
+    }
+    EXPECT_EQ(overwritten, 0);
 }
 
 TEST_F(PostgresSessionTest, FailedCommitIsRaisedAndEndsTheTransaction) {
