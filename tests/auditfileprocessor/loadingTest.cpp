@@ -16,12 +16,14 @@ namespace {
 using namespace auditFiles;
 using Names = std::vector<std::string>;
 
-// Hosts host<first> to host<last>: one start-up line each, or their names sorted.
-Names Startups(int first, int last) {
+// Hosts host<first> to host<last>: one start-up line each, then `more`; or
+// their names sorted.
+Names Startups(int first, int last, const std::string& more = "") {
     Names lines;
     for (int i = first; i <= last; ++i) {
         lines.push_back(Startup("host" + std::to_string(i)));
     }
+    lines.push_back(more);
     return lines;
 }
 Names HostNames(int first, int last) {
@@ -32,11 +34,6 @@ Names HostNames(int first, int last) {
     std::sort(hosts.begin(), hosts.end());
     return hosts;
 }
-Names Joined(Names lines, const Names& more) {
-    lines.insert(lines.end(), more.begin(), more.end());
-    return lines;
-}
-
 class LoadingTest : public ::testing::TestWithParam<TestBackend> {
   protected:
     void SetUp() override { AFP_REQUIRE_DATABASE(m_database); }
@@ -107,7 +104,7 @@ TEST_P(LoadingTest, BatchesCommitEveryRowCountLinesCountedFromTheVersionLine) {
     for (const auto& c : cases) {
         SCOPED_TRACE("row count " + std::to_string(c.rowCount));
         m_database.exec("DELETE FROM QXES_DISPATCHER");
-        Only("qxes_audit_c.log", AuditFile(Joined(Startups(3, 25), {Stopper()})));
+        Only("qxes_audit_c.log", AuditFile(Startups(3, 25, Stopper())));
         EXPECT_EQ(Run(c.rowCount), 2);
         EXPECT_EQ(Hosts(), HostNames(3, c.lastCommittedHost));
         EXPECT_EQ(NamesIn(m_dir.path()), Names{c.resumeName});
@@ -139,9 +136,9 @@ TEST_P(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
     // Line 5, the counts line, begins the batch that the stopper at line 6
     // rolls back. Read again while its run is still catching up it is
     // refused; it must be written all the same, as an uninterrupted load does.
-    const Names usage = {Usage("QXUC", "D1,M;L1;MC1"), Usage("QXUH", "Dim1,Measures;Lev1;Meas1"),
-                         Usage("QXUD", "5,8;2;4")};
-    Only("qxes_audit_u.log", AuditFile(Joined(usage, {Startup("host7")})));
+    const std::string usage = Usage("QXUC", "D1,M;L1;MC1") +
+                              Usage("QXUH", "Dim1,Measures;Lev1;Meas1") + Usage("QXUD", "5,8;2;4");
+    Only("qxes_audit_u.log", AuditFile({usage, Startup("host7")}));
     ASSERT_EQ(Run(5), 0);
     const TableDump uninterrupted = DumpTables(m_database);
     ASSERT_FALSE(uninterrupted.at("QXES_LEVEL_USAGE").empty());
@@ -149,10 +146,10 @@ TEST_P(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
         m_database.exec(std::string("DELETE FROM ") + table);
     }
 
-    Only("qxes_audit_u.log", AuditFile(Joined(usage, {Stopper()})));
+    Only("qxes_audit_u.log", AuditFile({usage, Stopper()}));
     ASSERT_EQ(Run(5), 2);
     ASSERT_EQ(NamesIn(m_dir.path()), Names{"qxes_audit_u.5.log"});
-    WriteFile(m_dir / "qxes_audit_u.5.log", AuditFile(Joined(usage, {Startup("host7")})));
+    WriteFile(m_dir / "qxes_audit_u.5.log", AuditFile({usage, Startup("host7")}));
     ASSERT_EQ(Run(5), 0);
     EXPECT_EQ(uninterrupted, DumpTables(m_database));
 }

@@ -52,11 +52,13 @@ const Handler kTarvel = &Parser::ParseTarvelInfo;
 const Handler kTarvelError = &Parser::ParseTarvelError;
 const Handler kUser = &Parser::ParseUserInfo;
 
-// A line, the handler that the dispatch gives it, and the result it must give.
+// A line, the handler that the dispatch gives it, and the result it must
+// give, or the assertion it must raise.
 struct Step {
     Handler handler;
     Fields line;
     bool result;
+    std::string assertion = "";
 };
 
 class HandlerTest : public ::testing::TestWithParam<TestBackend> {
@@ -79,7 +81,15 @@ class HandlerTest : public ::testing::TestWithParam<TestBackend> {
     bool Take(Handler handler, const Fields& line) { return (m_parser.get()->*handler)(line); }
     void Run(const std::vector<Step>& steps) {
         for (size_t i = 0; i < steps.size(); ++i) {
-            EXPECT_EQ(Take(steps[i].handler, steps[i].line), steps[i].result) << "step " << i;
+            bool result = false;
+            std::string assertion;
+            try {
+                result = Take(steps[i].handler, steps[i].line);
+            } catch (const KRLAssertError& error) {
+                assertion = error.getErrorCodeMessage();
+            }
+            EXPECT_EQ(result, steps[i].result) << "step " << i;
+            EXPECT_EQ(assertion, steps[i].assertion) << "step " << i;
         }
     }
     // The committed rows of a query (or runs SQL), through a second connection
@@ -98,16 +108,6 @@ class HandlerTest : public ::testing::TestWithParam<TestBackend> {
         }
         m_database.db().startTransaction();
     }
-    // The assertion text that taking the line raises, or "" when none.
-    std::string AssertionOf(Handler handler, const Fields& line) {
-        try {
-            Take(handler, line);
-        } catch (const KRLAssertError& error) {
-            return error.getErrorCodeMessage();
-        }
-        return "";
-    }
-
     TestDatabase m_database{GetParam()};
     std::unique_ptr<ParserUnderTest> m_parser;
 };
@@ -261,6 +261,46 @@ const Scenario kScenarios[] = {
       {kUsage, UsageLine("QXUH", "Dim1,M;Meas1"), true},
       {kUsage, UsageLine("QXUD", "1,2;3"), true}},
      {{kDims, {{"D1", "Dim1", "1"}}}, {kMeasures, {{"s1", "r1", "MC1", "Meas1", "3"}}}}},
+    {"AssertionsNameTheFailedCondition",
+     {
+         {kStartup, Info("QXES", "FGN", "0", "0", "h:1"), false,
+          "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
+          "AuditSupport::kSRV ) ));"},
+         {kRequest, Info("QXDS", "SUCC", "1", "1", "m"), false,
+          "KRL_ASSERT(AuditSupport::GetComponent( AuditSupport::kQXRQ ) == line[ component_id ]);"},
+         {kRequest, Info("QXRQ", "FGN", "1", "1", "m"), false, "KRL_ASSERT(FALSE);"},
+         {kRequest, Info("QXRQ", "REQINFO", "1", "1", "a,b,c,d"), false,
+          "KRL_ASSERT(svDetails.size() == message + 1);"},
+         {kRemote, Info("QXRQ", "REMOTE", "1", "1", "m"), false,
+          "KRL_ASSERT(AuditSupport::GetComponent( AuditSupport::kQXDS ) == line[ component_id ]);"},
+         {kAdmin, Info("QXRQ", "COPY", "1", "1", "m"), false,
+          "KRL_ASSERT(0 == strcmp( line[ component_id ].c_str(), AuditSupport::GetComponent( "
+          "AuditSupport::kQXES ) ));"},
+         {kTarvel, Info("QXES", "TRVR", "1", "1", "m"), false,
+          "KRL_ASSERT(0 == strcmp( line[ component_id ].c_str(), AuditSupport::GetComponent( "
+          "AuditSupport::kQXPB ) ));"},
+         {kTarvel, Info("QXPB", "TRVE", "1", "1", "m"), false, "KRL_ASSERT(FALSE);"},
+         {kTarvelError, Line("E", "QXPB", "TRVS", "1", "1", "m"), false, "KRL_ASSERT(FALSE);"},
+         {kUser, Info("QXRQ", "USR", "1", "1", "m"), false,
+          "KRL_ASSERT(0 == strcmp( AuditSupport::GetComponent( AuditSupport::kQXDS ), line[ "
+          "component_id ].c_str() ));"},
+         {kUser, Info("QXDS", "REMOTE", "1", "1", "m"), false, "KRL_ASSERT(FALSE);"},
+         {kUsage, UsageLine("QXUX", "m"), false,
+          "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
+          "AuditSupport::kQXUC ) ) || 0 == strcmp( line[ msg_format ].c_str(), "
+          "AuditSupport::GetFormat( AuditSupport::kQXUH ) ) || 0 == strcmp( line[ msg_format "
+          "].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUD ) ) || 0 == strcmp( line[ "
+          "msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUI ) ));"},
+     },
+     // The session row of the REQINFO with four pieces was written before its assertion.
+     {{kSessions, {{"1", "NULL"}}}}},
+    {"UsageWithoutItsLevelRecordsAssertsBeforeAnyRow",
+     // Two dimensions but only two records: a level look-up would fall off the end.
+     {{kUsage, UsageLine("QXUC", "D1,D2,M;L1"), true},
+      {kUsage, UsageLine("QXUH", "Dim1,Dim2,M;Lev1"), true},
+      {kUsage, UsageLine("QXUD", "1,2,3;4"), false,
+       "KRL_ASSERT(dimensionCount == 0 || usageArray.size() > dimensionCount);"}},
+     {{kDims, {}}, {kMeasures, {}}}},
 };
 
 TEST_P(HandlerTest, ScenariosLeaveTheExpectedRows) {
@@ -295,59 +335,6 @@ TEST_P(HandlerTest, StartupSplitsMachineAndPortAtTheFirstColon) {
         EXPECT_EQ(m_parser->machinePort, c.port) << c.message;
     }
     EXPECT_EQ(Count("QXES_DISPATCHER"), Rows{{"0"}});
-}
-
-TEST_P(HandlerTest, AssertionsNameTheFailedCondition) {
-    struct Case {
-        Handler handler;
-        Fields line;
-        const char* text;
-    } const cases[] = {
-        {kStartup, Info("QXES", "FGN", "0", "0", "h:1"),
-         "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
-         "AuditSupport::kSRV ) ));"},
-        {kRequest, Info("QXDS", "SUCC", "1", "1", "m"),
-         "KRL_ASSERT(AuditSupport::GetComponent( AuditSupport::kQXRQ ) == line[ component_id ]);"},
-        {kRequest, Info("QXRQ", "FGN", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
-        {kRequest, Info("QXRQ", "REQINFO", "1", "1", "a,b,c,d"),
-         "KRL_ASSERT(svDetails.size() == message + 1);"},
-        {kRemote, Info("QXRQ", "REMOTE", "1", "1", "m"),
-         "KRL_ASSERT(AuditSupport::GetComponent( AuditSupport::kQXDS ) == line[ component_id ]);"},
-        {kAdmin, Info("QXRQ", "COPY", "1", "1", "m"),
-         "KRL_ASSERT(0 == strcmp( line[ component_id ].c_str(), AuditSupport::GetComponent( "
-         "AuditSupport::kQXES ) ));"},
-        {kTarvel, Info("QXES", "TRVR", "1", "1", "m"),
-         "KRL_ASSERT(0 == strcmp( line[ component_id ].c_str(), AuditSupport::GetComponent( "
-         "AuditSupport::kQXPB ) ));"},
-        {kTarvel, Info("QXPB", "TRVE", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
-        {kTarvelError, Line("E", "QXPB", "TRVS", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
-        {kUser, Info("QXRQ", "USR", "1", "1", "m"),
-         "KRL_ASSERT(0 == strcmp( AuditSupport::GetComponent( AuditSupport::kQXDS ), line[ "
-         "component_id ].c_str() ));"},
-        {kUser, Info("QXDS", "REMOTE", "1", "1", "m"), "KRL_ASSERT(FALSE);"},
-        {kUsage, UsageLine("QXUX", "m"),
-         "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
-         "AuditSupport::kQXUC ) ) || 0 == strcmp( line[ msg_format ].c_str(), "
-         "AuditSupport::GetFormat( AuditSupport::kQXUH ) ) || 0 == strcmp( line[ msg_format "
-         "].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUD ) ) || 0 == strcmp( line[ "
-         "msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUI ) ));"},
-    };
-    for (const Case& c : cases) {
-        EXPECT_EQ(AssertionOf(c.handler, c.line), c.text);
-    }
-    // The session row of the REQINFO with four pieces was written before its assertion.
-    EXPECT_EQ(Count("QXES_SESSION"), Rows{{"1"}});
-}
-
-TEST_P(HandlerTest, UsageBlobWithoutItsLevelRecordsAssertsBeforeAnyRow) {
-    // Two dimensions but only two records: a level look-up would fall off the end.
-    Run({{kUsage, UsageLine("QXUC", "D1,D2,M;L1"), true},
-         {kUsage, UsageLine("QXUH", "Dim1,Dim2,M;Lev1"), true}});
-    EXPECT_EQ(AssertionOf(kUsage, UsageLine("QXUD", "1,2,3;4")),
-              "KRL_ASSERT(dimensionCount == 0 || usageArray.size() > dimensionCount);");
-    EXPECT_TRUE(m_parser->usageCodesByRequest.empty());  // consumed all the same
-    EXPECT_EQ(Count("QXES_DIM_USAGE"), Rows{{"0"}});
-    EXPECT_EQ(Count("QXES_MEASURE_USAGE"), Rows{{"0"}});
 }
 
 TEST_P(HandlerTest, ShortLinesAreRefusedWithoutReadingPastTheEnd) {

@@ -1,5 +1,5 @@
-// Splitting and dispatching single lines, and the resume number in audit file
-// names.
+// Splitting single lines, reading the version line, and the resume number in
+// audit file names.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -8,7 +8,6 @@
 #include "../support/auditFiles.h"
 #include "../support/messageCapture.h"
 #include "afpOptions.h"
-#include "krlAssertError.h"
 #include "parser.h"
 
 namespace {
@@ -17,7 +16,6 @@ using auditFiles::Fields;
 
 class ParserUnderTest : public Parser {
   public:
-    using Parser::lineState;
     using Parser::Parser;
     using Parser::versionMessage;
     using Parser::versionNumber;
@@ -96,54 +94,8 @@ TEST_F(ParserLineTest, AddLineToAuditFilenameKeepsEarlierNumbers) {
     EXPECT_EQ(capture.Text().rfind("AFP-0021:", 0), 0u);
 }
 
-Fields Line(const std::string& type, const std::string& component, const std::string& format) {
-    return auditFiles::Line(type, component, format, "0", "0", "text");
-}
-
-TEST_F(ParserLineTest, DispatchByTypeComponentAndFormat) {
-    struct Case {
-        Fields line;
-        Parser::LineState state;
-        bool result;
-        std::string assertion;
-    };
-    Fields shortInfo = Line("I", "NONE", "NONE");
-    shortInfo.pop_back();
-    const std::vector<Case> cases = {
-        {{}, Parser::kLineNone, true, ""},  // a blank line
-        {Line("V", "QXES", "1"), Parser::kLineVersion, true, ""},
-        {{"G"}, Parser::kLineGeneral, true, ""},
-        {Line("I", "QXRQ", "QXUI"), Parser::kLineInfo, true, ""},
-        {Line("I", "NONE", "QXUI"), Parser::kLineInfo, true, ""},  // before the component
-        {Line("U", "QXDS", "QXUC"), Parser::kLineUsage, true, ""},
-        {Line("X", "QXES", "SRV"), Parser::kLineNone, false, ""},
-        {Line("i", "QXES", "SRV"), Parser::kLineNone, false, ""},
-        // Short record lines are refused before a handler could read past them.
-        {shortInfo, Parser::kLineInfo, false, ""},
-        {{"E"}, Parser::kLineError, false, ""},
-        {{"U"}, Parser::kLineUsage, false, ""},
-        {Line("E", "QXES", "REQFAILE"), Parser::kLineError, false, "KRL_ASSERT(FALSE);"},
-        {Line("I", "NONE", "SRV"), Parser::kLineInfo, false, "KRL_ASSERT(FALSE);"},
-    };
-    for (const Case& c : cases) {
-        m_parser->lineState = Parser::kLineNone;
-        Fields line = c.line;
-        std::string assertion;
-        bool result = false;
-        try {
-            result = m_parser->ParseLine(line);
-        } catch (const KRLAssertError& error) {
-            assertion = error.getErrorCodeMessage();
-        }
-        const std::string name = c.line.empty() ? "blank" : c.line.front() + " " + c.line.back();
-        EXPECT_EQ(assertion, c.assertion) << name;
-        EXPECT_EQ(result, c.result) << name;
-        EXPECT_EQ(m_parser->lineState, c.state) << name;
-    }
-}
-
 TEST_F(ParserLineTest, VersionLineReadsAbsentFieldsAsEmpty) {
-    Fields version = Line("V", "QXES", "3");
+    Fields version = auditFiles::Line("V", "QXES", "3", "0", "0", "text");
     EXPECT_TRUE(m_parser->ParseVersion(version));
     EXPECT_EQ(m_parser->versionNumber, 3);
     EXPECT_EQ(m_parser->versionTimeStamp, "2011-03-04 17:05:09.042");

@@ -106,6 +106,7 @@ std::vector<HostileFile> HostileFiles() {
          {"AFP-0026"}},
         {"truncated",
          good("truncated") + "I\t\t" + kStamp + "\t\tUTC\t\t\n" + "U\t\t2011-03-04:17:0\n" +
+             "E\t\t" + kStamp + "\n" +
              Record({"I", kStamp, "UTC", "Time Zone: GMT + 0:00", "H7", "1", "QXRQ"}) +
              Request("H7") + "I\t\t" + kStamp + "\t\tUTC\t\tTime Zone",  // no newline at the end
          good("truncated") + Request("H7"),

@@ -18,7 +18,6 @@
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -87,12 +86,7 @@ inline void WriteFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
 }
 
-inline std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream content;
-    content << in.rdbuf();
-    return content.str();
-}
+using processRunnerDetail::ReadFile;
 
 inline size_t Count(const std::string& text, const std::string& part) {
     size_t count = 0;
@@ -223,9 +217,6 @@ class ChildProcess {
     explicit ChildProcess(const std::vector<std::string>& arguments) {
         char outPath[] = "/tmp/afp-child-out-XXXXXX";
         const int outFile = ::mkstemp(outPath);
-        if (outFile < 0 || arguments.empty()) {
-            return;
-        }
         m_outPath = outPath;
         std::vector<char*> argv;
         for (const std::string& argument : arguments) {
@@ -233,7 +224,7 @@ class ChildProcess {
         }
         argv.push_back(nullptr);
         std::fflush(nullptr);
-        m_pid = ::fork();
+        m_pid = outFile < 0 ? -1 : ::fork();
         if (m_pid == 0) {
             ::dup2(outFile, 1);
             ::dup2(outFile, 2);
@@ -243,10 +234,7 @@ class ChildProcess {
         ::close(outFile);
     }
     ~ChildProcess() {
-        if (m_pid > 0 && !Reap(WNOHANG)) {
-            ::kill(m_pid, SIGKILL);
-            Reap(0);
-        }
+        KillAfter(std::chrono::microseconds(0));
         std::remove(m_outPath.c_str());
     }
     ChildProcess(const ChildProcess&) = delete;
@@ -254,42 +242,27 @@ class ChildProcess {
 
     bool started() const { return m_pid > 0; }
 
-    // Waits `delay`, then kills the child with SIGKILL unless it has ended by
-    // itself. True when the kill is what ended it.
+    // Waits `delay`, then kills the child unless it has ended by itself (it
+    // then waits as a zombie, so the identifier is still its own). True when
+    // the kill is what ended it.
     bool KillAfter(std::chrono::microseconds delay) {
         std::this_thread::sleep_for(delay);
-        if (m_pid <= 0 || Reap(WNOHANG)) {
-            return false;
+        if (m_pid > 0 && !m_reaped) {
+            ::kill(m_pid, SIGKILL);
         }
-        ::kill(m_pid, SIGKILL);
-        Reap(0);
-        return WIFSIGNALED(m_status) && WTERMSIG(m_status) == SIGKILL;
+        return Wait() == 128 + SIGKILL;
     }
-
     // Waits for the end; the exit code, or 128 + the signal that ended it.
     int Wait() {
-        if (m_pid <= 0) {
-            return -1;
+        while (m_pid > 0 && !m_reaped) {
+            m_reaped = ::waitpid(m_pid, &m_status, 0) == m_pid || errno != EINTR;
         }
-        Reap(0);
         return WIFSIGNALED(m_status) ? 128 + WTERMSIG(m_status) : WEXITSTATUS(m_status);
     }
     // What the child wrote to standard output and standard error.
     std::string output() const { return ReadFile(m_outPath); }
 
   private:
-    bool Reap(int flags) {
-        pid_t reaped;
-        while (!m_reaped && (reaped = ::waitpid(m_pid, &m_status, flags)) != 0) {
-            if (reaped == m_pid) {
-                m_reaped = true;
-            } else if (errno != EINTR) {
-                break;
-            }
-        }
-        return m_reaped;
-    }
-
     pid_t m_pid = -1;
     int m_status = 0;
     bool m_reaped = false;

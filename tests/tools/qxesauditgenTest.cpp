@@ -105,30 +105,4 @@ TEST(Qxesauditgen, SameSeedGivesTheSameBytesAndAnotherSeedDoesNot) {
     EXPECT_NE(contents(first.path()), contents(third.path()));
 }
 
-TEST(AuditGenOptions, ParsesGoodCommandLinesAndRefusesBadOnes) {
-    const std::string longPrefix(49, 'p');
-    const struct {
-        std::vector<const char*> arguments;
-        bool accepted;
-    } cases[] = {
-        {{"--output", "d", "--seed", "18446744073709551615", "--files", "0", "--live"}, true},
-        {{"--output", "d", "--session-prefix", "server_2.a-"}, true},
-        {{"--seed", "1"}, false},
-        {{"--output", "d", "--seed", "18446744073709551616"}, false},
-        {{"--output", "d", "--lines", "12a"}, false},
-        {{"--output", "d", "--session-prefix", "a'b"}, false},
-        {{"--output", "d", "--session-prefix", longPrefix.c_str()}, false},
-        {{"--output", "d", "extra"}, false},
-    };
-    for (const auto& c : cases) {
-        std::vector<const char*> argv = {"qxesauditgen"};
-        argv.insert(argv.end(), c.arguments.begin(), c.arguments.end());
-        AuditGenOptions options;
-        std::string error;
-        EXPECT_EQ(options.parse(static_cast<int>(argv.size()), argv.data(), error), c.accepted)
-            << ::testing::PrintToString(c.arguments);
-        EXPECT_EQ(error.empty(), c.accepted) << error;
-    }
-}
-
 }  // namespace

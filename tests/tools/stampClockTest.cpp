@@ -8,16 +8,6 @@
 
 namespace {
 
-std::string libraryStamp(int64_t milliseconds) {
-    time_t seconds = static_cast<time_t>(milliseconds / 1000);
-    tm broken{};
-    gmtime_r(&seconds, &broken);
-    char text[64];
-    size_t length = strftime(text, sizeof text, "%Y-%m-%d:%H:%M:%S", &broken);
-    snprintf(text + length, sizeof text - length, ".%03d", static_cast<int>(milliseconds % 1000));
-    return text;
-}
-
 TEST(StampClock, CalendarBoundariesRollOver) {
     struct {
         int64_t start;
@@ -44,9 +34,15 @@ TEST(StampClock, CalendarBoundariesRollOver) {
 TEST(StampClock, AgreesWithTheCLibraryInUtc) {
     std::mt19937_64 random(7);
     for (int i = 0; i < 20000; ++i) {
-        int64_t milliseconds = static_cast<int64_t>(random() % 8000000000000ULL);
-        StampClock clock(milliseconds);
-        ASSERT_EQ(libraryStamp(milliseconds), clock.text()) << milliseconds;
+        const int64_t milliseconds = static_cast<int64_t>(random() % 8000000000000ULL);
+        const time_t seconds = static_cast<time_t>(milliseconds / 1000);
+        tm broken{};
+        gmtime_r(&seconds, &broken);
+        char text[64];
+        const size_t length = strftime(text, sizeof text, "%Y-%m-%d:%H:%M:%S", &broken);
+        snprintf(text + length, sizeof text - length, ".%03d",
+                 static_cast<int>(milliseconds % 1000));
+        ASSERT_EQ(StampClock(milliseconds).text(), text) << milliseconds;
     }
 }
 
