@@ -245,8 +245,8 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
     local loadCounts replayCounts lWall lCpu lPeak lServer=- rServer=- before
     say "bench: $backend -nbrows $nbrows: loading $lineCount lines"
     if [ "$backend" = SQLite ]; then
-        sqlite3 "$run/load.db" <"$root/schema/sqlite.sql"
-        sqlite3 "$run/replay.db" <"$root/schema/sqlite.sql"
+        sqlite3 "$run/load.db" <"$root/schema/sqlite.sql" >/dev/null
+        sqlite3 "$run/replay.db" <"$root/schema/sqlite.sql" >/dev/null
         "$measure" "$run/load.measure" "$loader" -dbname "$run/load.db" -dbconnect 'LOCAL;SQ;' \
             -dbuser bench -dbpass unused -auditlocation "$run/audit" -df "$dump" \
             -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
