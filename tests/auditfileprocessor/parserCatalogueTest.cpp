@@ -1,8 +1,6 @@
 // The table catalogue as the database describes it, on both backends.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <cctype>
 #include <string>
 #include <vector>
 
@@ -52,10 +50,10 @@ TEST_P(ParserCatalogueTest, MissingTableStopsTheRunWithItsCause) {
     } catch (const CPPWebException& error) {
         const std::string& text = error.getErrorCodeMessage();
         EXPECT_EQ(text.rfind("AFP-0006:", 0), 0u) << text;
-        std::string lower = text;
-        std::transform(lower.begin(), lower.end(), lower.begin(),
-                       [](unsigned char c) { return std::tolower(c); });
-        EXPECT_NE(lower.find("qxes_level_usage"), std::string::npos) << text;
+        // PostgreSQL names the table in lower case.
+        EXPECT_TRUE(text.find("QXES_LEVEL_USAGE") != std::string::npos ||
+                    text.find("qxes_level_usage") != std::string::npos)
+            << text;
     }
     EXPECT_FALSE(m_database.db().isTransactionOpen());
 }

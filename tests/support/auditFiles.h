@@ -75,7 +75,7 @@ inline std::vector<std::string> NamesIn(const std::string& directory) {
 inline std::vector<std::string> PendingFiles(const std::string& directory) {
     std::vector<std::string> pending;
     for (const std::string& name : NamesIn(directory)) {
-        if (name.size() < 4 || name.compare(name.size() - 4, 4, ".___") != 0) {
+        if (name.find(".___") == std::string::npos) {
             pending.push_back(name);
         }
     }
