@@ -6,7 +6,8 @@
 # Each target starts from a copy of its seed corpus in fuzz/corpus/<target>, so
 # the repository is never modified; a crash, leak, sanitizer report, timeout or
 # memory blow-up makes the script exit non-zero and keeps the work directory,
-# with the failing input, for minimising (-minimize_crash=1) and replaying.
+# with the failing input, for minimising (-minimize_crash=1) and replaying. A
+# long run also keeps it, for the corpora it grew (merge them with -merge=1).
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 build="$root/build-fuzz"
@@ -44,10 +45,12 @@ scratch="$(mktemp -d "$scratch_root/afp-fuzz-scratch-XXXXXX")"
 failed=0
 cleanup() {
     rm -rf "$scratch"
-    if ((failed == 0)); then
-        rm -rf "$work"
-    else
+    if ((failed != 0)); then
         echo "fuzz: the failing inputs and logs are kept in $work" >&2
+    elif [[ "$mode" == long ]]; then
+        echo "fuzz: logs and grown corpora are kept in $work"
+    else
+        rm -rf "$work"
     fi
 }
 trap cleanup EXIT
@@ -84,7 +87,9 @@ summarise() {
     if ((status == 0)); then
         result=ok
     else
-        result="FAILED ($(grep -m1 -oE 'ERROR: [A-Za-z]+: [a-z-]+|fuzz invariant broken|Timeout|out-of-memory|deadly signal' "$log" || echo "exit $status"))"
+        # The sanitizer's or libFuzzer's one-line summary names the kind of fault.
+        result="$(grep -m1 -E '^SUMMARY: |fuzz invariant broken' "$log" | cut -c1-120)"
+        result="FAILED (${result:-exit $status})"
     fi
     printf '%-24s runs %-10s cov %-6s ft %-7s corpus %-12s %s\n' \
         "$target" "${runs:-?}" "${cov:-?}" "${ft:-?}" "${corpus:-?}" "$result"
