@@ -31,6 +31,7 @@ usage: $0 [options]
   --seed N           generator seed (default 1)
   --nbrows "A B"     row counts to run (default "10 1000")
   --no-pg            SQLite only
+  --no-sqlite        PostgreSQL only
   --pg-host H --pg-port P --pg-user U --pg-password W
                      an existing PostgreSQL server (user allowed to create databases);
                      without them a private server is started with tests/support/pgserver.sh
@@ -48,6 +49,7 @@ sessions=64
 seed=1
 rowCounts="10 1000"
 usePg=auto
+useSqlite=yes
 pgHost=${AFP_BENCH_PG_HOST:-}
 pgPort=${AFP_BENCH_PG_PORT:-}
 pgUser=${AFP_BENCH_PG_USER:-}
@@ -65,6 +67,7 @@ while [ $# -gt 0 ]; do
     --seed) seed=$2; shift 2 ;;
     --nbrows) rowCounts=$2; shift 2 ;;
     --no-pg) usePg=no; shift ;;
+    --no-sqlite) useSqlite=no; shift ;;
     --pg-host) pgHost=$2; shift 2 ;;
     --pg-port) pgPort=$2; shift 2 ;;
     --pg-user) pgUser=$2; shift 2 ;;
@@ -308,12 +311,14 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
 
 # --- the runs -------------------------------------------------------------------
 started=$(date +%s)
-say "bench: writing $lines audit lines in $files files"
-sqliteLines=$(generate "$workDir/audit-sqlite" "$lines")
-for nbrows in $rowCounts; do
-    runPair SQLite "$nbrows" "$workDir/audit-sqlite" "$sqliteLines"
-done
-rm -rf "$workDir/audit-sqlite"
+if [ "$useSqlite" = yes ]; then
+    say "bench: writing $lines audit lines in $files files"
+    sqliteLines=$(generate "$workDir/audit-sqlite" "$lines")
+    for nbrows in $rowCounts; do
+        runPair SQLite "$nbrows" "$workDir/audit-sqlite" "$sqliteLines"
+    done
+    rm -rf "$workDir/audit-sqlite"
+fi
 if [ "$usePg" = yes ]; then
     say "bench: writing $pgLines audit lines in $files files"
     postgresLines=$(generate "$workDir/audit-pg" "$pgLines")
