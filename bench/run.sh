@@ -21,8 +21,8 @@ usage() {
     cat >&2 <<EOF
 usage: $0 [options]
   --build-dir DIR    build tree to use and build into (default: $root/build-g)
-  --work-dir DIR     where audit files, dumps and SQLite databases go
-                     (default: a fresh directory under /dev/shm, else under the build tree)
+  --work-dir DIR     where a fresh directory for audit files, dumps and SQLite
+                     databases is made (default: /dev/shm, else the build tree)
   --lines N          audit lines for SQLite (default 1000000)
   --pg-lines N       audit lines for PostgreSQL (default 200000; one round trip per
                      statement makes a million lines take many minutes there)
@@ -118,6 +118,7 @@ if [ -z "$workDir" ]; then
     fi
 else
     mkdir -p "$workDir"
+    workDir=$(mktemp -d "$workDir/afp-bench.XXXXXX")
 fi
 workDir=$(cd "$workDir" && pwd)
 # The private PostgreSQL server runs as another user and keeps its data here.
