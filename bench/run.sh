@@ -294,6 +294,16 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
         pgDrop afp_bench_load
         pgDrop afp_bench_replay
     fi
+    # Refused lines and refused statements are part of an honest comparison:
+    # show what either side complained about.
+    if [ -s "$run/load.log" ]; then
+        say "bench:   the loader said ($(wc -l <"$run/load.log") lines, first ones):"
+        head -3 "$run/load.log" >&2
+    fi
+    if [ -s "$run/replay.err" ]; then
+        say "bench:   the replay shell said ($(wc -l <"$run/replay.err") lines, first ones):"
+        head -3 "$run/replay.err" >&2
+    fi
     local same=yes
     if [ "$loadCounts" != "$replayCounts" ]; then
         same=NO
