@@ -9,10 +9,7 @@ target_include_directories(afp_format PUBLIC ${CMAKE_SOURCE_DIR}/auditfileproces
 target_link_libraries(afp_format PUBLIC afp_encoding)
 
 if(AFP_TESTS)
-    add_executable(afp_format_tests
-        tests/auditfileprocessor/auditSupportTest.cpp
-        tests/auditfileprocessor/auditRecordTest.cpp
-        tests/auditfileprocessor/auditInfoTest.cpp)
+    add_executable(afp_format_tests tests/auditfileprocessor/auditFormatTest.cpp)
     target_link_libraries(afp_format_tests PRIVATE afp_format GTest::gtest_main)
     gtest_discover_tests(afp_format_tests DISCOVERY_TIMEOUT 60)
 endif()

@@ -9,13 +9,12 @@
 
 namespace {
 
-TEST(SubstituteStrings, ReplacesTheFirstOccurrenceOfEachPlaceholder) {
-    struct Case {
+TEST(SubstituteStrings, ReplacesTheFirstOccurrenceOfEachPlaceholderInOrder) {
+    const struct {
         std::string text;
         std::vector<std::string> inserts;
         std::string expected;
-    };
-    const std::vector<Case> cases = {
+    } cases[] = {
         {"file %0 at %1", {"a.log", "12"}, "file a.log at 12"},
         {"%0 and %0", {"x"}, "x and %0"},
         {"%1 before %0", {"zero", "one"}, "one before zero"},
@@ -24,44 +23,37 @@ TEST(SubstituteStrings, ReplacesTheFirstOccurrenceOfEachPlaceholder) {
         {"%0 %1", {"%1", "y"}, "y %1"},  // ...but a later insert's search may find it
         {"100%0", {"%"}, "100%"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         std::string text = c.text;
         SubstituteStrings(text, c.inserts);
-        EXPECT_EQ(text, c.expected) << c.text;
+        EXPECT_EQ(c.expected, text) << c.text;
     }
-}
-
-TEST(Messenger, WithoutCatalogueShowsIdentifierAndInserts) {
-    MessageCapture capture;
-    Messenger::Get().DisplayMessage(26, "I\tline", "/audit/qxes_audit_1.log");
-    Messenger::Get().DisplayMessage(8);
-    EXPECT_EQ(capture.Text(), "AFP-0026: I\tline /audit/qxes_audit_1.log\nAFP-0008:\n");
 }
 
 TEST(Messenger, OneBannerPerAuditFileWithMessages) {
     MessageCapture capture;
     const std::string stars(47, '*');
     Messenger::Get().DisplayMessage("before any file");
-    Messenger::m_sAuditLogFileName = "/audit/a.log";
-    Messenger::m_isParsingNewLog = true;
-    Messenger::Get().DisplayMessage("first");
-    Messenger::Get().DisplayMessage("second");
-    Messenger::m_sAuditLogFileName = "/audit/quiet.log";
-    Messenger::m_isParsingNewLog = true;
-    Messenger::m_sAuditLogFileName = "/audit/b.log";
-    Messenger::m_isParsingNewLog = true;
-    Messenger::Get().DisplayMessage("third");
-    EXPECT_EQ(capture.Text(), "before any file\n" + stars + "\n* /audit/a.log\nfirst\nsecond\n" +
-                                  stars + "\n* /audit/b.log\nthird\n");
+    for (const char* file : {"/audit/a.log", "/audit/quiet.log", "/audit/b.log"}) {
+        Messenger::m_sAuditLogFileName = file;
+        Messenger::m_isParsingNewLog = true;
+        if (file != std::string("/audit/quiet.log")) {
+            Messenger::Get().DisplayMessage(std::string("in ") + file);
+            Messenger::Get().DisplayMessage("again");
+        }
+    }
+    EXPECT_EQ("before any file\n" + stars + "\n* /audit/a.log\nin /audit/a.log\nagain\n" + stars +
+                  "\n* /audit/b.log\nin /audit/b.log\nagain\n",
+              capture.Text());
 }
 
 TEST(Messenger, ErrorLogIsAppendedNotTruncated) {
     MessageCapture capture;
-    Messenger::Get().DisplayMessage("one");
+    Messenger::Get().DisplayMessage(26, "I\tline", "/audit/qxes_audit_1.log");
     std::fclose(Messenger::m_fpErrorLogFile);
     Messenger::m_fpErrorLogFile = nullptr;
-    Messenger::Get().DisplayMessage("two");
-    EXPECT_EQ(capture.Text(), "one\ntwo\n");
+    Messenger::Get().DisplayMessage("reopened");
+    EXPECT_EQ("AFP-0026: I\tline /audit/qxes_audit_1.log\nreopened\n", capture.Text());
 }
 
 }  // namespace

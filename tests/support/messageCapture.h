@@ -8,21 +8,16 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include "messenger.h"
+#include "processRunner.h"
 
 class MessageCapture {
   public:
     MessageCapture() {
         char pattern[] = "/tmp/afp-messages-XXXXXX";
-        const int descriptor = ::mkstemp(pattern);
-        if (descriptor >= 0) {
-            ::close(descriptor);
-        }
+        ::close(::mkstemp(pattern));
         m_path = pattern;
         Reset();
         Messenger::m_sErrorLogFileName = m_path;
@@ -40,14 +35,12 @@ class MessageCapture {
         if (Messenger::m_fpErrorLogFile != nullptr) {
             std::fflush(Messenger::m_fpErrorLogFile);
         }
-        std::ifstream in(m_path);
-        std::stringstream content;
-        content << in.rdbuf();
-        return content.str();
+        return processRunnerDetail::ReadFile(m_path);
     }
-    const std::string& Path() const { return m_path; }
 
   private:
+    // Closes the log and forgets the audit file, so that no banner or open
+    // file carries over between tests.
     static void Reset() {
         if (Messenger::m_fpErrorLogFile != nullptr) {
             std::fclose(Messenger::m_fpErrorLogFile);

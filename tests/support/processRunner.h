@@ -1,7 +1,6 @@
 // Runs a program as a user would and collects what it printed and its exit
 // status, for end-to-end tests.
 //   ProcessResult result = RunProcess({AFP_PROGRAM, "-dbname", "x"});
-//   EXPECT_EQ(result.exitStatus, 0);
 //   EXPECT_NE(result.out.find("AFP-0015:"), std::string::npos);
 #pragma once
 
@@ -9,12 +8,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <utility>
 #include <vector>
 
 struct ProcessResult {
@@ -34,38 +32,20 @@ inline std::string ReadFile(const std::string& path) {
 
 }  // namespace processRunnerDetail
 
-// Runs arguments[0] with the arguments, standard input from /dev/null. Each
-// entry of `environment` ("NAME=value", or "NAME" to remove it) changes the
-// child's environment only. `workingDirectory` is used when not empty.
-inline ProcessResult RunProcess(const std::vector<std::string>& arguments,
-                                const std::vector<std::string>& environment = {},
-                                const std::string& workingDirectory = "") {
+// Runs arguments[0], searched on PATH, with standard input from /dev/null.
+// Run "env" first to change the child's environment.
+inline ProcessResult RunProcess(const std::vector<std::string>& arguments) {
     char outPath[] = "/tmp/afp-out-XXXXXX";
     char errPath[] = "/tmp/afp-err-XXXXXX";
     const int outFile = ::mkstemp(outPath);
     const int errFile = ::mkstemp(errPath);
     ProcessResult result;
-    if (outFile < 0 || errFile < 0 || arguments.empty()) {
-        return result;
-    }
     std::fflush(nullptr);
-    const pid_t child = ::fork();
+    const pid_t child = outFile < 0 || errFile < 0 || arguments.empty() ? -1 : ::fork();
     if (child == 0) {
-        const int input = ::open("/dev/null", O_RDONLY);
-        ::dup2(input, 0);
+        ::dup2(::open("/dev/null", O_RDONLY), 0);
         ::dup2(outFile, 1);
         ::dup2(errFile, 2);
-        for (const std::string& change : environment) {
-            const size_t equals = change.find('=');
-            if (equals == std::string::npos) {
-                ::unsetenv(change.c_str());
-            } else {
-                ::setenv(change.substr(0, equals).c_str(), change.substr(equals + 1).c_str(), 1);
-            }
-        }
-        if (!workingDirectory.empty() && ::chdir(workingDirectory.c_str()) != 0) {
-            ::_exit(126);
-        }
         std::vector<char*> argv;
         for (const std::string& argument : arguments) {
             argv.push_back(const_cast<char*>(argument.c_str()));
@@ -75,15 +55,14 @@ inline ProcessResult RunProcess(const std::vector<std::string>& arguments,
         ::_exit(127);
     }
     int status = 0;
-    while (child > 0 && ::waitpid(child, &status, 0) < 0) {
+    while (child > 0 && ::waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
-    if (WIFEXITED(status)) {
-        result.exitStatus = WEXITSTATUS(status);
-    } else if (WIFSIGNALED(status)) {
-        result.exitStatus = 128 + WTERMSIG(status);
+    if (child > 0) {
+        result.exitStatus = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
     }
-    ::close(outFile);
-    ::close(errFile);
+    for (const int file : {outFile, errFile}) {
+        ::close(file);
+    }
     result.out = processRunnerDetail::ReadFile(outPath);
     result.err = processRunnerDetail::ReadFile(errPath);
     std::remove(outPath);

@@ -6,7 +6,7 @@
 
 #include <atomic>
 #include <cstdio>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -30,8 +30,10 @@ struct TestDatabase::Native {
 
 namespace {
 
+using Rows = std::vector<std::vector<std::string>>;
+
 std::string ReadSchema(const std::string& fileName) {
-    std::string path = std::string(AFP_SOURCE_DIR) + "/schema/" + fileName;
+    const std::string path = std::string(AFP_SOURCE_DIR) + "/schema/" + fileName;
     std::ifstream stream(path);
     if (!stream) {
         throw std::runtime_error("cannot read the schema file " + path);
@@ -46,65 +48,70 @@ std::string Env(const char* name) {
     return value == nullptr ? "" : value;
 }
 
+// A value of a libpq connection string.
 std::string Quoted(const std::string& value) {
     std::string quoted = "'";
     for (char c : value) {
-        if (c == '\'' || c == '\\') {
-            quoted += '\\';
-        }
-        quoted += c;
+        quoted += c == '\'' || c == '\\' ? std::string("\\") + c : std::string(1, c);
     }
     return quoted + "'";
 }
 
+Rows SqliteQuery(sqlite3* db, const std::string& sql) {
+    Rows rows;
+    auto collect = [](void* out, int count, char** values, char**) {
+        Rows& collected = *static_cast<Rows*>(out);
+        collected.emplace_back();
+        for (int i = 0; i < count; ++i) {
+            collected.back().push_back(values[i] == nullptr ? "NULL" : values[i]);
+        }
+        return 0;
+    };
+    char* error = nullptr;
+    if (sqlite3_exec(db, sql.c_str(), collect, &rows, &error) != SQLITE_OK) {
+        const std::string reason = error != nullptr ? error : sqlite3_errmsg(db);
+        sqlite3_free(error);
+        throw std::runtime_error(sql + ": " + reason);
+    }
+    return rows;
+}
+
+Rows PostgresQuery(PGconn* conn, const std::string& sql) {
+    PGresult* result = PQexec(conn, sql.c_str());
+    const ExecStatusType status = PQresultStatus(result);
+    const std::string reason =
+        status == PGRES_COMMAND_OK || status == PGRES_TUPLES_OK ? "" : PQerrorMessage(conn);
+    Rows rows(PQntuples(result));
+    for (int r = 0; r < PQntuples(result); ++r) {
+        for (int c = 0; c < PQnfields(result); ++c) {
+            rows[r].push_back(PQgetisnull(result, r, c) ? "NULL" : PQgetvalue(result, r, c));
+        }
+    }
+    PQclear(result);
+    if (!reason.empty()) {
+        throw std::runtime_error(sql + ": " + reason);
+    }
+    return rows;
+}
+
 // Runs one piece of administration on a short-lived connection.
 void AdminExec(const std::string& conninfo, const std::string& sql) {
-    PGconn* conn = PQconnectdb(conninfo.c_str());
-    std::string error;
-    if (PQstatus(conn) != CONNECTION_OK) {
-        error = PQerrorMessage(conn);
-    } else {
-        PGresult* result = PQexec(conn, sql.c_str());
-        if (PQresultStatus(result) != PGRES_COMMAND_OK) {
-            error = PQresultErrorMessage(result);
-        }
-        PQclear(result);
-    }
-    PQfinish(conn);
-    if (!error.empty()) {
-        throw std::runtime_error(sql + ": " + error);
-    }
+    std::unique_ptr<PGconn, void (*)(PGconn*)> conn(PQconnectdb(conninfo.c_str()), PQfinish);
+    PostgresQuery(conn.get(), sql);
 }
 
 std::string UniqueDatabaseName() {
     static std::atomic<int> counter{0};
-    std::random_device random;
     return "afp_test_" + std::to_string(getpid()) + "_" + std::to_string(counter++) + "_" +
-           std::to_string(random() % 1000000);
+           std::to_string(std::random_device()() % 1000000);
 }
 
 }  // namespace
 
-std::string BackendName(TestBackend backend) {
-    return backend == TestBackend::kSQLite ? "SQLite" : "PostgreSQL";
-}
-
-void PrintTo(TestBackend backend, std::ostream* stream) {
-    *stream << BackendName(backend);
-}
-
-bool TestDatabase::failWhenUnavailable() {
-    return Env("CI") == "true";
-}
-
 TestDatabase::TestDatabase(TestBackend backend)
     : m_backend(backend), m_native(std::make_unique<Native>()) {
     try {
-        if (backend == TestBackend::kSQLite) {
-            createSqlite();
-        } else {
-            createPostgres();
-        }
+        create();
     } catch (const std::exception& error) {
         m_reason = error.what();
     }
@@ -113,14 +120,10 @@ TestDatabase::TestDatabase(TestBackend backend)
 TestDatabase::~TestDatabase() {
     m_db.reset();
     m_native.reset();
-    if (m_backend == TestBackend::kSQLite) {
-        if (!m_tempDir.empty()) {
-            for (const char* suffix : {"", "-wal", "-shm", "-journal"}) {
-                std::remove((m_dbName + suffix).c_str());
-            }
-            rmdir(m_tempDir.c_str());
-        }
-    } else if (!m_adminConninfo.empty() && !m_dbName.empty()) {
+    if (m_backend == TestBackend::kSQLite && !m_dbName.empty()) {
+        std::error_code ignored;
+        std::filesystem::remove_all(std::filesystem::path(m_dbName).parent_path(), ignored);
+    } else if (!m_adminConninfo.empty()) {
         try {
             AdminExec(m_adminConninfo, "DROP DATABASE IF EXISTS " + m_dbName + " WITH (FORCE)");
         } catch (const std::exception& error) {
@@ -129,53 +132,46 @@ TestDatabase::~TestDatabase() {
     }
 }
 
-void TestDatabase::createSqlite() {
-    m_user = "afp";
-    m_password = "afp-secret";
-    char dirTemplate[] = "/tmp/afp-test-XXXXXX";
-    if (mkdtemp(dirTemplate) == nullptr) {
-        throw std::runtime_error("cannot create a temporary directory");
+void TestDatabase::create() {
+    if (m_backend == TestBackend::kSQLite) {
+        m_user = "afp";
+        m_password = "afp-secret";
+        char directory[] = "/tmp/afp-test-XXXXXX";
+        if (mkdtemp(directory) == nullptr) {
+            throw std::runtime_error("cannot create a temporary directory");
+        }
+        m_dbName = std::string(directory) + "/audit.db";
+        if (sqlite3_open(m_dbName.c_str(), &m_native->sqlite) != SQLITE_OK) {
+            throw std::runtime_error("cannot create " + m_dbName);
+        }
+        sqlite3_busy_timeout(m_native->sqlite, 5000);
+        exec(ReadSchema("sqlite.sql"));
+        return;
     }
-    m_tempDir = dirTemplate;
-    m_dbName = m_tempDir + "/audit.db";
-    int code = sqlite3_open_v2(m_dbName.c_str(), &m_native->sqlite,
-                               SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
-    if (code != SQLITE_OK) {
-        throw std::runtime_error("cannot create " + m_dbName + ": " + sqlite3_errstr(code));
-    }
-    sqlite3_busy_timeout(m_native->sqlite, 5000);
-    exec(ReadSchema("sqlite.sql"));
-}
-
-void TestDatabase::createPostgres() {
-    std::string host = Env("AFP_TEST_PG_HOST");
+    const std::string host = Env("AFP_TEST_PG_HOST");
     if (host.empty()) {
         throw std::runtime_error(
             "AFP_TEST_PG_HOST is not set: start a server with tests/support/pgserver.sh start DIR "
             "and source DIR/env");
     }
-    std::string port = Env("AFP_TEST_PG_PORT");
+    const std::string port = Env("AFP_TEST_PG_PORT");
     m_user = Env("AFP_TEST_PG_USER");
     m_password = Env("AFP_TEST_PG_PASSWORD");
-    std::string server = "host=" + Quoted(host) + (port.empty() ? "" : " port=" + Quoted(port));
-    std::string login = " user=" + Quoted(m_user) + " password=" + Quoted(m_password);
     m_connectString =
         "host=" + host + (port.empty() ? "" : " port=" + port) + " user=%s password=%s";
-    std::string adminConninfo = server + login + " dbname=postgres";
-    std::string name = UniqueDatabaseName();
-    AdminExec(adminConninfo, "CREATE DATABASE " + name);
-    m_adminConninfo = adminConninfo;
+    const std::string server = "host=" + Quoted(host) +
+                               (port.empty() ? "" : " port=" + Quoted(port)) +
+                               " user=" + Quoted(m_user) + " password=" + Quoted(m_password);
+    const std::string name = UniqueDatabaseName();
+    AdminExec(server + " dbname=postgres", "CREATE DATABASE " + name);
+    m_adminConninfo = server + " dbname=postgres";
     m_dbName = name;
-    m_native->postgres = PQconnectdb((server + login + " dbname=" + Quoted(name)).c_str());
+    m_native->postgres = PQconnectdb((server + " dbname=" + Quoted(name)).c_str());
     if (PQstatus(m_native->postgres) != CONNECTION_OK) {
-        throw std::runtime_error(std::string("cannot connect to ") + name + ": " +
+        throw std::runtime_error("cannot connect to " + name + ": " +
                                  PQerrorMessage(m_native->postgres));
     }
     exec(ReadSchema("postgresql.sql"));
-}
-
-std::string TestDatabase::dbType() const {
-    return m_backend == TestBackend::kSQLite ? "SQ" : "PG";
 }
 
 SQLDB& TestDatabase::db() {
@@ -187,77 +183,12 @@ SQLDB& TestDatabase::db() {
     return *m_db;
 }
 
-void TestDatabase::exec(const std::string& sql) {
-    if (m_native->sqlite != nullptr) {
-        char* error = nullptr;
-        if (sqlite3_exec(m_native->sqlite, sql.c_str(), nullptr, nullptr, &error) != SQLITE_OK) {
-            std::string reason = error != nullptr ? error : "unknown error";
-            sqlite3_free(error);
-            throw std::runtime_error(sql + ": " + reason);
-        }
-        return;
-    }
-    if (m_native->postgres == nullptr) {
-        throw std::runtime_error("the test database is unavailable: " + m_reason);
-    }
-    PGresult* result = PQexec(m_native->postgres, sql.c_str());
-    std::string reason =
-        PQresultStatus(result) == PGRES_COMMAND_OK || PQresultStatus(result) == PGRES_TUPLES_OK
-            ? ""
-            : PQresultErrorMessage(result);
-    PQclear(result);
-    if (!reason.empty()) {
-        throw std::runtime_error(sql + ": " + reason);
-    }
-}
-
 std::vector<std::vector<std::string>> TestDatabase::query(const std::string& sql) {
-    std::vector<std::vector<std::string>> rows;
     if (m_native->sqlite != nullptr) {
-        sqlite3_stmt* statement = nullptr;
-        if (sqlite3_prepare_v2(m_native->sqlite, sql.c_str(), -1, &statement, nullptr) !=
-            SQLITE_OK) {
-            std::string reason = sqlite3_errmsg(m_native->sqlite);
-            sqlite3_finalize(statement);
-            throw std::runtime_error(sql + ": " + reason);
-        }
-        int code;
-        while ((code = sqlite3_step(statement)) == SQLITE_ROW) {
-            std::vector<std::string> row;
-            for (int i = 0; i < sqlite3_column_count(statement); ++i) {
-                const unsigned char* text = sqlite3_column_text(statement, i);
-                row.push_back(text == nullptr ? "NULL" : reinterpret_cast<const char*>(text));
-            }
-            rows.push_back(row);
-        }
-        std::string reason = code == SQLITE_DONE ? "" : sqlite3_errmsg(m_native->sqlite);
-        sqlite3_finalize(statement);
-        if (!reason.empty()) {
-            throw std::runtime_error(sql + ": " + reason);
-        }
-        return rows;
+        return SqliteQuery(m_native->sqlite, sql);
     }
     if (m_native->postgres == nullptr) {
         throw std::runtime_error("the test database is unavailable: " + m_reason);
     }
-    PGresult* result = PQexec(m_native->postgres, sql.c_str());
-    if (PQresultStatus(result) != PGRES_TUPLES_OK) {
-        std::string reason = PQresultErrorMessage(result);
-        PQclear(result);
-        throw std::runtime_error(sql + ": " + reason);
-    }
-    for (int r = 0; r < PQntuples(result); ++r) {
-        std::vector<std::string> row;
-        for (int c = 0; c < PQnfields(result); ++c) {
-            row.push_back(PQgetisnull(result, r, c) ? "NULL" : PQgetvalue(result, r, c));
-        }
-        rows.push_back(row);
-    }
-    PQclear(result);
-    return rows;
-}
-
-long long TestDatabase::countRows(const std::string& table) {
-    std::vector<std::vector<std::string>> rows = query("SELECT COUNT(*) FROM " + table);
-    return std::stoll(rows.at(0).at(0));
+    return PostgresQuery(m_native->postgres, sql);
 }
