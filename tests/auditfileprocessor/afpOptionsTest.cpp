@@ -18,13 +18,16 @@
 
 namespace {
 
-struct Outcome {
-    bool accepted = false;
-    AFPOptions options;
-    std::string messages;
-};
+// Every option a run uses, as one comparable text.
+std::string Summary(const AFPOptions& o) {
+    return o.dbName + "|" + o.dbType + "|" + o.dbConnect + "|" + o.dbUser + "|" + o.dbPassword +
+           "|" + o.auditLocation + "|" + o.sqlDumpFile + "|" + o.errorLogFile + "|" +
+           std::to_string(o.transactionRowCount) + "|" + (o.stopOnAllErrors ? "stop" : "go") +
+           (o.deleteAuditFiles ? "|delete" : "|keep");
+}
 
-Outcome Parse(std::vector<std::string> arguments) {
+// The options the command line gives and any messages shown on the way.
+std::string Parse(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "qxesauditfileprocessor");
     std::vector<char*> argv;
     for (std::string& argument : arguments) {
@@ -32,11 +35,10 @@ Outcome Parse(std::vector<std::string> arguments) {
     }
     argv.push_back(nullptr);
     MessageCapture capture;
-    Outcome outcome;
-    outcome.accepted =
-        ProcessCommandLine(static_cast<int>(arguments.size()), argv.data(), &outcome.options);
-    outcome.messages = capture.Text();
-    return outcome;
+    AFPOptions options;
+    const bool accepted =
+        ProcessCommandLine(static_cast<int>(arguments.size()), argv.data(), &options);
+    return (accepted ? Summary(options) : "refused") + "\n" + capture.Text();
 }
 
 // The five required options, then `extra`.
@@ -56,75 +58,52 @@ std::vector<std::string> Without(const std::string& option) {
     return arguments;
 }
 
-// Every option a run uses, as one comparable text.
-std::string Summary(const AFPOptions& o) {
-    return o.dbName + "|" + o.dbType + "|" + o.dbConnect + "|" + o.dbUser + "|" + o.dbPassword +
-           "|" + o.auditLocation + "|" + o.sqlDumpFile + "|" + o.errorLogFile + "|" +
-           std::to_string(o.transactionRowCount) + "|" + (o.stopOnAllErrors ? "stop" : "go") +
-           (o.deleteAuditFiles ? "|delete" : "|keep");
-}
-
-TEST(CommandLine, RefusalsShowTheirMessage) {
-    const struct {
-        std::vector<std::string> arguments;
-        std::string messages;
-    } cases[] = {
-        {{"-dbname", "a", "-dbuser"}, "AFP-0044:\nAFP-0039:\n"},
-        {Without("-dbname"), "AFP-0014:\n"},
-        {Without("-dbconnect"), "AFP-0015:\n"},
-        {Without("-dbuser"), "AFP-0011:\n"},
-        {Without("-dbpass"), "AFP-0017:\n"},
-        {Without("-auditlocation"), "AFP-0013:\n"},
-        {Args({"-VERBOSE"}), "AFP-0042: -verbose\n"},
-        {Args({"-nbrows", "-5"}), "AFP-0043: -nbrows\n"},  // a minus sign starts an option
-        {Args({"-df"}), "AFP-0043: -df\n"},
-        {Args({}, "local;OR;mydb"), "AFP-0019:\n"},
-        {Args({"-errorlog", "no-such-afp-error-log.txt"}), "AFP-0041:\n"},
-        {Args({"-errorlog", "/no/such/directory/afp.log"}), "AFP-0041:\n"},
-    };
-    for (const auto& c : cases) {
-        const Outcome outcome = Parse(c.arguments);
-        EXPECT_FALSE(outcome.accepted) << c.messages;
-        EXPECT_EQ(c.messages, outcome.messages);
-    }
-}
-
-TEST(CommandLine, AcceptedOptionsAreReadAsTheyWere) {
+TEST(CommandLine, GivesTheRunOptionsOrRefusesWithItsMessage) {
     // A bare error-log name passes only when that file exists here.
     const std::string bareLog = "afp-existing-" + std::to_string(::getpid()) + ".log";
     std::ofstream(bareLog).put('\n');
     const std::string base = "audit.db|SQ||ann|secret|/tmp|";
     const struct {
         std::vector<std::string> arguments;
-        std::string summary;
+        std::string outcome;
     } cases[] = {
-        {Args(), base + "||10|go|keep"},
+        {Args(), base + "||10|go|keep\n"},
         {{"-DbName", "Audit.DB", "-DBCONNECT", "LOCAL;SQ;", "-dbuser", "Ann", "-dbpass", "S3cret",
           "stray", "-AuditLocation", "/Tmp", "-DF", "Dump.sql"},
-         "Audit.DB|SQ||Ann|S3cret|/Tmp|Dump.sql||10|go|keep"},
-        {Args({"-nbrows", "1000"}), base + "||1000|go|keep"},
-        {Args({"-nbrows", "70000"}), base + "||4464|go|keep"},  // narrowed to 16 bits
-        {Args({"-nbrows", "65546"}), base + "||10|go|keep"},
-        {Args({"-nbrows", "0"}), base + "||0|go|keep"},
-        {Args({"-nbrows", "abc"}), base + "||0|go|keep"},
-        {Args({"-exitonerror", "1"}), base + "||10|stop|keep"},
-        {Args({"-exitonerror", "yes"}), base + "||10|go|keep"},
-        {Args({"-exitonerror", "0"}), base + "||10|go|keep"},
-        {Args({"-errorlog", "/tmp/afp-new-error.log"}),
-         base + "|/tmp/afp-new-error.log|10|go|keep"},
-        {Args({"-errorlog", bareLog}), base + "|" + bareLog + "|10|go|keep"},
+         "Audit.DB|SQ||Ann|S3cret|/Tmp|Dump.sql||10|go|keep\n"},
+        {Args({"-nbrows", "1000"}), base + "||1000|go|keep\n"},
+        {Args({"-nbrows", "70000"}), base + "||4464|go|keep\n"},  // narrowed to 16 bits
+        {Args({"-nbrows", "65546"}), base + "||10|go|keep\n"},
+        {Args({"-nbrows", "0"}), base + "||0|go|keep\n"},
+        {Args({"-nbrows", "abc"}), base + "||0|go|keep\n"},
+        {Args({"-exitonerror", "1"}), base + "||10|stop|keep\n"},
+        {Args({"-exitonerror", "yes"}), base + "||10|go|keep\n"},
+        {Args({"-exitonerror", "0"}), base + "||10|go|keep\n"},
+        {Args({"-errorlog", "/tmp/afp-new.log"}), base + "|/tmp/afp-new.log|10|go|keep\n"},
+        {Args({"-errorlog", bareLog}), base + "|" + bareLog + "|10|go|keep\n"},
         // The connect text starts at "LOCAL" + 9 whatever the type's length,
         // and its length follows the second ";".
-        {Args({}, "LOCAL;OR;mydb"), "audit.db|OR|mydb|ann|secret|/tmp|||10|go|keep"},
+        {Args({}, "LOCAL;OR;mydb"), "audit.db|OR|mydb|ann|secret|/tmp|||10|go|keep\n"},
         {Args({}, "LOCAL;PG;host=h user=%s"),
-         "audit.db|PG|host=h user=%s|ann|secret|/tmp|||10|go|keep"},
-        {Args({}, "xLOCAL;PG;db"), "audit.db|PG|db|ann|secret|/tmp|||10|go|keep"},
-        {Args({}, "LOCAL;P;abcdef"), "audit.db|P;|bcdef|ann|secret|/tmp|||10|go|keep"},
+         "audit.db|PG|host=h user=%s|ann|secret|/tmp|||10|go|keep\n"},
+        {Args({}, "xLOCAL;PG;db"), "audit.db|PG|db|ann|secret|/tmp|||10|go|keep\n"},
+        {Args({}, "LOCAL;P;abcdef"), "audit.db|P;|bcdef|ann|secret|/tmp|||10|go|keep\n"},
+
+        {{"-dbname", "a", "-dbuser"}, "refused\nAFP-0044:\nAFP-0039:\n"},
+        {Without("-dbname"), "refused\nAFP-0014:\n"},
+        {Without("-dbconnect"), "refused\nAFP-0015:\n"},
+        {Without("-dbuser"), "refused\nAFP-0011:\n"},
+        {Without("-dbpass"), "refused\nAFP-0017:\n"},
+        {Without("-auditlocation"), "refused\nAFP-0013:\n"},
+        {Args({"-VERBOSE"}), "refused\nAFP-0042: -verbose\n"},
+        {Args({"-nbrows", "-5"}), "refused\nAFP-0043: -nbrows\n"},  // a minus starts an option
+        {Args({"-df"}), "refused\nAFP-0043: -df\n"},
+        {Args({}, "local;OR;mydb"), "refused\nAFP-0019:\n"},
+        {Args({"-errorlog", "no-such-afp-error-log.txt"}), "refused\nAFP-0041:\n"},
+        {Args({"-errorlog", "/no/such/directory/afp.log"}), "refused\nAFP-0041:\n"},
     };
     for (const auto& c : cases) {
-        const Outcome outcome = Parse(c.arguments);
-        EXPECT_TRUE(outcome.accepted) << c.summary << ": " << outcome.messages;
-        EXPECT_EQ(c.summary, Summary(outcome.options));
+        EXPECT_EQ(c.outcome, Parse(c.arguments));
     }
     std::remove(bareLog.c_str());
 }
@@ -134,50 +113,59 @@ TEST(CommandLine, ShortConnectTextOrEmptyValueThrowsOutOfRange) {
     EXPECT_THROW(Parse(Args({"-df", ""})), std::out_of_range);
 }
 
+// Each test's configuration file is the one beside a program in a directory
+// of its own.
 class ConfigurationFile : public ::testing::Test {
   protected:
     void SetUp() override {
         char directory[] = "/tmp/afp-conf-XXXXXX";
         ASSERT_NE(::mkdtemp(directory), nullptr);
         m_directory = std::string(directory) + "/";
+        m_previous = g_pgm_dir;
+        g_pgm_dir = m_directory.c_str();
     }
-    void TearDown() override { std::filesystem::remove_all(m_directory); }
-
-    std::string Path() const { return m_directory + "qxesafp.conf"; }
-    AFPOptions Load(const std::string& content) {
-        std::ofstream(Path(), std::ios::binary) << content;
-        AFPOptions options;
-        options.LoadConfFileOptions(Path());
-        return options;
+    void TearDown() override {
+        g_pgm_dir = m_previous;
+        std::filesystem::remove_all(m_directory);
+    }
+    void Load(const std::string& content, AFPOptions& options) {
+        std::ofstream(m_directory + "qxesafp.conf", std::ios::binary) << content;
+        options.LoadConfFileOptions();
     }
 
     std::string m_directory;
+    const char* m_previous = nullptr;
 };
 
 TEST_F(ConfigurationFile, ReadsEachKeyAsWritten) {
-    const std::string defaults = "|||||||";
+    AFPOptions untouched;
+    untouched.LoadConfFileOptions();
+    EXPECT_EQ("||||||||10|go|keep", Summary(untouched));  // no file, no change
+
+    const std::string empty = "|||||||";
     const struct {
         std::string content;
         std::string summary;
     } cases[] = {
         {"# settings\nDeleteAuditFiles=1\n  StopOnAllErrors  =  1  \nTransactionRowCount=250\n"
          "ErrorLogFileLocation=/var/log/audit\na line without an equals sign\n\n",
-         defaults + "/var/log/audit/qxesafp_errors.log|250|stop|delete"},
-        {"TransactionRowCount=50", defaults + "|10|go|keep"},  // no newline: dropped
-        {"StopOnAllErrors=1\nTransactionRowCount=50", defaults + "|10|stop|keep"},
-        {"TransactionRowCount=0\n", defaults + "|0|go|keep"},
-        {"TransactionRowCount=many\n", defaults + "|0|go|keep"},
-        {"StopOnAllErrors=yes\n", defaults + "|10|go|keep"},
-        {"ErrorLogFileLocation=C:\\logs\\\n", defaults + "C:/logs/qxesafp_errors.log|10|go|keep"},
-        {std::string("TransactionRowCount=7\n\0TransactionRowCount=8\n", 46),
-         defaults + "|7|go|keep"},
+         empty + "/var/log/audit/qxesafp_errors.log|250|stop|delete"},
+        {"TransactionRowCount=50", empty + "|10|go|keep"},  // no newline: dropped
+        {"StopOnAllErrors=1\nTransactionRowCount=50", empty + "|10|stop|keep"},
+        {"TransactionRowCount=0\n", empty + "|0|go|keep"},
+        {"TransactionRowCount=many\n", empty + "|0|go|keep"},
+        {"StopOnAllErrors=yes\n", empty + "|10|go|keep"},
+        {"ErrorLogFileLocation=C:\\logs\\\n", empty + "C:/logs/qxesafp_errors.log|10|go|keep"},
+        {std::string("TransactionRowCount=7\n\0TransactionRowCount=8\n", 46), empty + "|7|go|keep"},
         // 1,500 characters: a line of the first 1,024, the next one dropped,
         // and a line of the last 475 that sets the row count.
         {std::string(1024, '#') + "xTransactionRowCount=42" + std::string(475 - 22, ' ') + "\n",
-         defaults + "|42|go|keep"},
+         empty + "|42|go|keep"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(c.summary, Summary(Load(c.content))) << c.content.substr(0, 60);
+        AFPOptions options;
+        Load(c.content, options);
+        EXPECT_EQ(c.summary, Summary(options)) << c.content.substr(0, 60);
     }
 }
 
@@ -193,10 +181,9 @@ TEST_F(ConfigurationFile, UnknownKeyIsAnAssertionAfterTheLinesBeforeIt) {
         {"TransactionRowCount=3\nNoSuchKey=1\n", 3},
     };
     for (const auto& c : cases) {
-        std::ofstream(Path()) << c.content;
         AFPOptions options;
         try {
-            options.LoadConfFileOptions(Path());
+            Load(c.content, options);
             ADD_FAILURE() << "no assertion for " << c.content;
         } catch (const KRLAssertError& error) {
             EXPECT_EQ(error.getErrorCodeMessage(), "KRL_ASSERT(FALSE);");
@@ -204,18 +191,6 @@ TEST_F(ConfigurationFile, UnknownKeyIsAnAssertionAfterTheLinesBeforeIt) {
         }
         EXPECT_EQ(options.transactionRowCount, c.rowCount) << c.content;
     }
-}
-
-TEST_F(ConfigurationFile, TheRunsFileIsTheOneInTheProgramDirectoryIfAny) {
-    const char* previous = g_pgm_dir;
-    g_pgm_dir = m_directory.c_str();
-    AFPOptions options;
-    options.LoadConfFileOptions();
-    EXPECT_EQ(Summary(options), "||||||||10|go|keep");
-    std::ofstream(Path()) << "TransactionRowCount=77\n";
-    options.LoadConfFileOptions();
-    g_pgm_dir = previous;
-    EXPECT_EQ(options.transactionRowCount, 77);
 }
 
 }  // namespace

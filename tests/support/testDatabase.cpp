@@ -7,14 +7,10 @@
 #include <atomic>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
 #include <stdexcept>
 
-#ifndef AFP_SOURCE_DIR
-#error "AFP_SOURCE_DIR must name the source tree, to find the schema files"
-#endif
+#include "processRunner.h"
 
 struct TestDatabase::Native {
     sqlite3* sqlite = nullptr;
@@ -22,9 +18,7 @@ struct TestDatabase::Native {
 
     ~Native() {
         sqlite3_close_v2(sqlite);
-        if (postgres != nullptr) {
-            PQfinish(postgres);
-        }
+        PQfinish(postgres);
     }
 };
 
@@ -32,29 +26,18 @@ namespace {
 
 using Rows = std::vector<std::vector<std::string>>;
 
-std::string ReadSchema(const std::string& fileName) {
+std::string Schema(const std::string& fileName) {
     const std::string path = std::string(AFP_SOURCE_DIR) + "/schema/" + fileName;
-    std::ifstream stream(path);
-    if (!stream) {
+    const std::string schema = processRunnerDetail::ReadFile(path);
+    if (schema.empty()) {
         throw std::runtime_error("cannot read the schema file " + path);
     }
-    std::ostringstream text;
-    text << stream.rdbuf();
-    return text.str();
+    return schema;
 }
 
 std::string Env(const char* name) {
     const char* value = std::getenv(name);
     return value == nullptr ? "" : value;
-}
-
-// A value of a libpq connection string.
-std::string Quoted(const std::string& value) {
-    std::string quoted = "'";
-    for (char c : value) {
-        quoted += c == '\'' || c == '\\' ? std::string("\\") + c : std::string(1, c);
-    }
-    return quoted + "'";
 }
 
 Rows SqliteQuery(sqlite3* db, const std::string& sql) {
@@ -100,12 +83,6 @@ void AdminExec(const std::string& conninfo, const std::string& sql) {
     PostgresQuery(conn.get(), sql);
 }
 
-std::string UniqueDatabaseName() {
-    static std::atomic<int> counter{0};
-    return "afp_test_" + std::to_string(getpid()) + "_" + std::to_string(counter++) + "_" +
-           std::to_string(std::random_device()() % 1000000);
-}
-
 }  // namespace
 
 TestDatabase::TestDatabase(TestBackend backend)
@@ -145,7 +122,7 @@ void TestDatabase::create() {
             throw std::runtime_error("cannot create " + m_dbName);
         }
         sqlite3_busy_timeout(m_native->sqlite, 5000);
-        exec(ReadSchema("sqlite.sql"));
+        exec(Schema("sqlite.sql"));
         return;
     }
     const std::string host = Env("AFP_TEST_PG_HOST");
@@ -155,23 +132,20 @@ void TestDatabase::create() {
             "and source DIR/env");
     }
     const std::string port = Env("AFP_TEST_PG_PORT");
+    const std::string server = "host=" + host + (port.empty() ? "" : " port=" + port);
     m_user = Env("AFP_TEST_PG_USER");
     m_password = Env("AFP_TEST_PG_PASSWORD");
-    m_connectString =
-        "host=" + host + (port.empty() ? "" : " port=" + port) + " user=%s password=%s";
-    const std::string server = "host=" + Quoted(host) +
-                               (port.empty() ? "" : " port=" + Quoted(port)) +
-                               " user=" + Quoted(m_user) + " password=" + Quoted(m_password);
-    const std::string name = UniqueDatabaseName();
-    AdminExec(server + " dbname=postgres", "CREATE DATABASE " + name);
-    m_adminConninfo = server + " dbname=postgres";
+    m_connectString = server + " user=%s password=%s";
+    const std::string login = server + " user=" + m_user + " password=" + m_password;
+    static std::atomic<int> counter{0};
+    const std::string name = "afp_test_" + std::to_string(getpid()) + "_" +
+                             std::to_string(counter++) + "_" +
+                             std::to_string(std::random_device()() % 1000000);
+    AdminExec(login + " dbname=postgres", "CREATE DATABASE " + name);
+    m_adminConninfo = login + " dbname=postgres";  // the database exists from here on
     m_dbName = name;
-    m_native->postgres = PQconnectdb((server + " dbname=" + Quoted(name)).c_str());
-    if (PQstatus(m_native->postgres) != CONNECTION_OK) {
-        throw std::runtime_error("cannot connect to " + name + ": " +
-                                 PQerrorMessage(m_native->postgres));
-    }
-    exec(ReadSchema("postgresql.sql"));
+    m_native->postgres = PQconnectdb((login + " dbname=" + name).c_str());
+    exec(Schema("postgresql.sql"));
 }
 
 SQLDB& TestDatabase::db() {

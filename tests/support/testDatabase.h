@@ -1,16 +1,11 @@
-// TestDatabase gives a test a fresh, empty audit database holding the eight
-// audit tables of schema/, on SQLite (a temporary file) or on the private
-// PostgreSQL server that tests/support/pgserver.sh starts (a new database,
-// dropped again at the end). It reads results back through the database's
-// own client library, independently of the code under test.
-//   class LoadTest : public ::testing::TestWithParam<TestBackend> {
-//     protected:
-//       void SetUp() override { AFP_REQUIRE_DATABASE(m_database); }
-//       TestDatabase m_database{GetParam()};
-//   };
-//   INSTANTIATE_TEST_SUITE_P(Backends, LoadTest,
-//                            ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-//                            TestBackendName());
+// A fresh, empty audit database for one test, holding the eight audit tables
+// of schema/: a temporary SQLite file, or a new database (dropped at the end)
+// on the private PostgreSQL server that tests/support/pgserver.sh starts.
+// Results are read back through the database's own client library,
+// independently of the code under test.
+//   TestDatabase m_database{GetParam()};  // in SetUp: AFP_REQUIRE_DATABASE(m_database);
+//   INSTANTIATE_TEST_SUITE_P(Backends, Suite, ::testing::Values(TestBackend::kSQLite,
+//                            TestBackend::kPostgreSQL), TestBackendName());
 #pragma once
 
 #include <gtest/gtest.h>
@@ -28,7 +23,6 @@ enum class TestBackend { kSQLite, kPostgreSQL };
 inline std::string BackendName(TestBackend backend) {
     return backend == TestBackend::kSQLite ? "SQLite" : "PostgreSQL";
 }
-// Lets GoogleTest print the parameter of a failing test.
 inline void PrintTo(TestBackend backend, std::ostream* stream) {
     *stream << BackendName(backend);
 }
@@ -63,8 +57,8 @@ class TestDatabase {
     SQLDB& db();
 
     // Runs SQL (one or more statements) through the native client and returns
-    // the rows of the last one as text, the SQL null as "NULL"; throws
-    // std::runtime_error with the database's reason on failure.
+    // the rows as text, the SQL null as "NULL"; throws std::runtime_error with
+    // the database's reason on failure.
     std::vector<std::vector<std::string>> query(const std::string& sql);
     void exec(const std::string& sql) { query(sql); }
     long long countRows(const std::string& table) {
@@ -74,28 +68,24 @@ class TestDatabase {
   private:
     void create();
 
-    struct Native;  // the client library's connection for inspection
+    struct Native;  // the client library's connection
     TestBackend m_backend;
-    std::string m_reason;
-    std::string m_dbName;
-    std::string m_connectString;
-    std::string m_user;
-    std::string m_password;
+    std::string m_reason, m_dbName, m_connectString, m_user, m_password;
     std::string m_adminConninfo;  // PostgreSQL: where the database is created and dropped
     std::unique_ptr<Native> m_native;
     std::unique_ptr<SQLDB> m_db;
 };
 
 // Skips the calling test when the database cannot be reached, or fails it in
-// CI, where a missing database is an error of the set-up.
-#define AFP_REQUIRE_DATABASE(testDatabase)                                   \
-    do {                                                                     \
-        const std::string afpReason = (testDatabase).unavailableReason();    \
-        if (!afpReason.empty()) {                                            \
-            const char* afpCi = std::getenv("CI");                           \
-            if (afpCi != nullptr && std::string(afpCi) == "true") {          \
-                GTEST_FAIL() << "database unavailable in CI: " << afpReason; \
-            }                                                                \
-            GTEST_SKIP() << afpReason;                                       \
-        }                                                                    \
+// CI, where that is a fault of the set-up.
+#define AFP_REQUIRE_DATABASE(testDatabase)                                            \
+    do {                                                                              \
+        const std::string afpReason = (testDatabase).unavailableReason();             \
+        const char* afpCi = std::getenv("CI");                                        \
+        if (!afpReason.empty() && afpCi != nullptr && std::string(afpCi) == "true") { \
+            GTEST_FAIL() << "database unavailable in CI: " << afpReason;              \
+        }                                                                             \
+        if (!afpReason.empty()) {                                                     \
+            GTEST_SKIP() << afpReason;                                                \
+        }                                                                             \
     } while (false)
