@@ -30,30 +30,24 @@ TEST(SubstituteStrings, ReplacesTheFirstOccurrenceOfEachPlaceholderInOrder) {
     }
 }
 
-TEST(Messenger, OneBannerPerAuditFileWithMessages) {
+TEST(Messenger, ErrorLogHasOneBannerPerAuditFileWithMessagesAndIsAppended) {
     MessageCapture capture;
     const std::string stars(47, '*');
-    Messenger::Get().DisplayMessage("before any file");
+    Messenger::Get().DisplayMessage(26, "I\tline", "/audit/qxes_audit_1.log");
     for (const char* file : {"/audit/a.log", "/audit/quiet.log", "/audit/b.log"}) {
         Messenger::m_sAuditLogFileName = file;
         Messenger::m_isParsingNewLog = true;
         if (file != std::string("/audit/quiet.log")) {
             Messenger::Get().DisplayMessage(std::string("in ") + file);
-            Messenger::Get().DisplayMessage("again");
         }
     }
-    EXPECT_EQ("before any file\n" + stars + "\n* /audit/a.log\nin /audit/a.log\nagain\n" + stars +
+    std::fclose(Messenger::m_fpErrorLogFile);  // the next message reopens it
+    Messenger::m_fpErrorLogFile = nullptr;
+    Messenger::Get().DisplayMessage("again");
+    EXPECT_EQ("AFP-0026: I\tline /audit/qxes_audit_1.log\n" + stars +
+                  "\n* /audit/a.log\nin /audit/a.log\n" + stars +
                   "\n* /audit/b.log\nin /audit/b.log\nagain\n",
               capture.Text());
-}
-
-TEST(Messenger, ErrorLogIsAppendedNotTruncated) {
-    MessageCapture capture;
-    Messenger::Get().DisplayMessage(26, "I\tline", "/audit/qxes_audit_1.log");
-    std::fclose(Messenger::m_fpErrorLogFile);
-    Messenger::m_fpErrorLogFile = nullptr;
-    Messenger::Get().DisplayMessage("reopened");
-    EXPECT_EQ("AFP-0026: I\tline /audit/qxes_audit_1.log\nreopened\n", capture.Text());
 }
 
 }  // namespace
