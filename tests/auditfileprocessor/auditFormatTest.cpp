@@ -4,7 +4,6 @@
 
 #include <cstdlib>
 #include <ctime>
-#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -135,14 +134,6 @@ TEST(AuditInfo, StoreNamesRecordsA0A1AndLoadGivesThemBack) {
     ASSERT_EQ(2u, tree.children().size());
     EXPECT_EQ("a0", tree.children().at(0).name());
     EXPECT_EQ("a1", tree.children().at(1).name());
-    std::vector<std::string> keys;
-    for (const auto& attribute : tree.children().at(0).attributes()) {
-        keys.push_back(attribute.first);
-    }
-    EXPECT_EQ(std::vector<std::string>({"type", "time_stamp", "time_zone", "difference_from_GMT",
-                                        "session_id", "request_id", "component_id",
-                                        "message_format", "message"}),
-              keys);
     EXPECT_EQ("TRVE", *tree.getTree("a1")->getAttribute("message_format"));
 
     AuditInfo loaded(nullptr);
@@ -155,28 +146,6 @@ TEST(AuditInfo, StoreNamesRecordsA0A1AndLoadGivesThemBack) {
     EXPECT_EQ(expected, back);
     loaded.EraseAuditInfo();
     EXPECT_TRUE(loaded.records().empty());
-}
-
-TEST(AuditInfo, LoadGivesANewRecordStampedNowWhereAttributesAreMissing) {
-    AttributeTree tree;
-    AttributeTree sparse("a0");
-    sparse.insertAttribute("message_format", "");
-    sparse.insertAttribute("component_id", "qxds");
-    sparse.insertAttribute("message", "only this");
-    tree.insertTree(std::move(sparse));
-    AuditInfo info(nullptr);
-    info.Load(&tree);
-    ASSERT_EQ(1u, info.records().size());
-    const AuditRecord& record = info.records().front();
-    EXPECT_EQ(kTypeUnknown, record.type);
-    EXPECT_EQ("0", record.session_id);
-    EXPECT_EQ(kComponentUnknown, record.component_id);
-    EXPECT_EQ("only this", record.message);
-    EXPECT_EQ(25, record.message_format);
-    EXPECT_TRUE(std::regex_match(record.time_stamp,
-                                 std::regex(R"(\d{4}-\d{2}-\d{2}:\d{2}:\d{2}:\d{2}\.\d{3})")))
-        << record.time_stamp;
-    EXPECT_EQ(0u, record.difference_from_GMT.rfind("Time Zone: GMT ", 0));
 }
 
 }  // namespace
