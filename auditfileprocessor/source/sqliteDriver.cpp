@@ -3,9 +3,11 @@
 #include <sqlite3.h>
 
 #include <cctype>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <thread>
 
 namespace {
 
@@ -24,6 +26,23 @@ std::string UpperCase(const char* text) {
         c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
     }
     return result;
+}
+
+// The journal mode of the main database in lower case, e.g. "wal"; empty when
+// it cannot be read.
+std::string JournalMode(sqlite3* db) {
+    sqlite3_stmt* statement = nullptr;
+    std::string mode;
+    if (sqlite3_prepare_v2(db, "PRAGMA journal_mode", -1, &statement, nullptr) == SQLITE_OK &&
+        sqlite3_step(statement) == SQLITE_ROW) {
+        const unsigned char* text = sqlite3_column_text(statement, 0);
+        mode = text != nullptr ? reinterpret_cast<const char*>(text) : "";
+    }
+    sqlite3_finalize(statement);
+    for (char& c : mode) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return mode;
 }
 
 bool Contains(const std::string& text, const char* part) {
@@ -118,7 +137,22 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
     sqlite3_busy_timeout(m_db.get(), kBusyTimeoutMs);
     // WAL keeps readers off the writer's back; FULL makes a committed batch
     // survive a power loss, which the resume logic relies on.
-    Result result = runToEnd("PRAGMA journal_mode=WAL");
+    // Switching to WAL needs a moment when no other loader is connected, and
+    // SQLite does not wait for it: try again while others hold the database.
+    // A database created from the schema is in WAL mode already.
+    Result result;
+    const auto giveUp =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
+    while (JournalMode(m_db.get()) != "wal") {
+        result = runToEnd("PRAGMA journal_mode=WAL");
+        if (JournalMode(m_db.get()) == "wal" || std::chrono::steady_clock::now() > giveUp) {
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    if (result.ok() && JournalMode(m_db.get()) != "wal") {
+        result = Failed(kConnectionFailed, kRun, "the database cannot be switched to WAL mode");
+    }
     if (result.ok()) {
         result = runToEnd("PRAGMA synchronous=FULL");
     }
