@@ -20,7 +20,7 @@ root=$(cd "$here/.." && pwd)
 usage() {
     cat >&2 <<EOF
 usage: $0 [options]
-  --build-dir DIR    build tree to use and build into (default: $root/build-g)
+  --build-dir DIR    build tree to use and build into (default: $root/build-bench)
   --work-dir DIR     where a fresh directory for audit files, dumps and SQLite
                      databases is made (default: /dev/shm, else the build tree)
   --lines N          audit lines for SQLite (default 1000000)
@@ -40,7 +40,7 @@ EOF
     exit 2
 }
 
-buildDir=$root/build-g
+buildDir=$root/build-bench
 workDir=
 lines=1000000
 pgLines=200000
