@@ -4,39 +4,36 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <set>
 #include <string>
 
 namespace {
 
-// A scratch directory, removed with its contents at the end of the test.
-class ScratchDir {
-  public:
-    ScratchDir() {
+class DirectoryListerTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
         std::string pattern = (std::filesystem::temp_directory_path() / "listerXXXXXX").string();
-        if (mkdtemp(pattern.data()) != nullptr) {
-            m_path = pattern;
+        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+        m_dir = pattern;
+        for (const char* file :
+             {"qxes_audit.log", "qxes_audit_1.LOG", "other.log", "a.txt", "log"}) {
+            std::ofstream(Path(file)).put('x');
         }
+        ASSERT_EQ(mkdir(Path("qxes_audit_d.log").c_str(), 0700), 0);
+        ASSERT_EQ(mkdir(Path("plain").c_str(), 0700), 0);
+        ASSERT_EQ(symlink("missing.log", Path("dangling.log").c_str()), 0);
+        ASSERT_EQ(symlink("other.log", Path("linked.log").c_str()), 0);
+        ASSERT_EQ(symlink("plain", Path("linkedDir").c_str()), 0);
+        ASSERT_EQ(mkfifo(Path("pipe.log").c_str(), 0600), 0);
     }
-    ~ScratchDir() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    const std::string& path() const { return m_path; }
-    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+    void TearDown() override { std::filesystem::remove_all(m_dir); }
+    std::string Path(const std::string& name) const { return m_dir + "/" + name; }
 
-  private:
-    std::string m_path;
+    std::string m_dir;
 };
-
-void Touch(const std::string& path) {
-    std::FILE* f = std::fopen(path.c_str(), "w");
-    ASSERT_NE(f, nullptr) << path;
-    std::fclose(f);
-}
 
 std::set<std::string> List(const std::string& directory, const std::string& extension) {
     DirectoryLister lister(directory, extension);
@@ -49,57 +46,30 @@ std::set<std::string> List(const std::string& directory, const std::string& exte
     return seen;
 }
 
-TEST(DirectoryLister, OffersDirectoriesAndFilesWithTheExtensionOnly) {
-    ScratchDir dir;
-    ASSERT_FALSE(dir.path().empty());
-    Touch(dir / "qxes_audit.log");
-    Touch(dir / "qxes_audit_1.LOG");
-    Touch(dir / "other.log");
-    Touch(dir / "qxes_audit_2.txt");
-    Touch(dir / "log");
-    ASSERT_EQ(mkdir((dir / "qxes_audit_d.log").c_str(), 0700), 0);
-    ASSERT_EQ(mkdir((dir / "plain").c_str(), 0700), 0);
-    ASSERT_EQ(symlink("missing.log", (dir / "dangling.log").c_str()), 0);
-    ASSERT_EQ(symlink("other.log", (dir / "linked.log").c_str()), 0);
-    ASSERT_EQ(symlink("plain", (dir / "linkedDir").c_str()), 0);
-    ASSERT_EQ(mkfifo((dir / "pipe.log").c_str(), 0600), 0);
-
+TEST_F(DirectoryListerTest, OffersDirectoriesAndFilesWithTheExtensionInAnyCase) {
     const std::set<std::string> expected = {"file qxes_audit.log",  "file qxes_audit_1.LOG",
                                             "file other.log",       "file linked.log",
                                             "dir qxes_audit_d.log", "dir plain",
                                             "dir linkedDir"};
-    EXPECT_EQ(List(dir.path(), ".log"), expected);
-    // The filter's own case does not matter either, nor a trailing "/" on the directory.
-    EXPECT_EQ(List(dir.path() + "/", ".LoG"), expected);
+    EXPECT_EQ(List(m_dir, ".log"), expected);
+    EXPECT_EQ(List(m_dir + "/", ".LoG"), expected);
 }
 
-TEST(DirectoryLister, MissingDirectoryIsNotOpenAndOffersNothing) {
-    ScratchDir dir;
-    DirectoryLister lister(dir / "absent", ".log");
-    EXPECT_FALSE(lister.IsOpen());
-    DirectoryLister::Entry entry;
-    EXPECT_FALSE(lister.Next(entry));
-}
-
-TEST(DirectoryLister, DirectoryExistsOnlyForDirectories) {
-    ScratchDir dir;
-    Touch(dir / "file");
-    ASSERT_EQ(mkdir((dir / "sub").c_str(), 0700), 0);
-    ASSERT_EQ(symlink("sub", (dir / "toSub").c_str()), 0);
-    ASSERT_EQ(symlink("gone", (dir / "toNothing").c_str()), 0);
-    const struct {
-        std::string path;
-        bool exists;
-    } cases[] = {{dir.path(), true},
-                 {dir / "sub", true},
-                 {dir / "toSub", true},
-                 {dir / "file", false},
-                 {dir / "toNothing", false},
-                 {dir / "absent", false},
-                 {"", false}};
-    for (const auto& c : cases) {
-        EXPECT_EQ(DirectoryLister::DirectoryExists(c.path), c.exists) << c.path;
+TEST_F(DirectoryListerTest, OnlyDirectoriesExistAndAMissingOneListsNothing) {
+    const std::pair<std::string, bool> exists[] = {{m_dir, true},
+                                                   {Path("plain"), true},
+                                                   {Path("linkedDir"), true},
+                                                   {Path("other.log"), false},
+                                                   {Path("dangling.log"), false},
+                                                   {Path("absent"), false},
+                                                   {"", false}};
+    for (const auto& c : exists) {
+        EXPECT_EQ(DirectoryLister::DirectoryExists(c.first), c.second) << c.first;
     }
+    DirectoryLister absent(Path("absent"), ".log");
+    DirectoryLister::Entry entry;
+    EXPECT_FALSE(absent.IsOpen());
+    EXPECT_FALSE(absent.Next(entry));
 }
 
 }  // namespace
