@@ -20,9 +20,7 @@ add_custom_target(afp_catalogue ALL DEPENDS ${AFP_CATALOGUE})
 install(FILES ${AFP_CATALOGUE} DESTINATION ${AFP_SHARE_DIR}/en-us)
 
 if(AFP_TESTS)
-    add_executable(afp_driver_tests
-        tests/auditfileprocessor/afpOptionsTest.cpp
-        tests/auditfileprocessor/messengerTest.cpp)
+    add_executable(afp_driver_tests tests/auditfileprocessor/driverTest.cpp)
     target_link_libraries(afp_driver_tests PRIVATE afp_driver GTest::gtest_main)
     gtest_discover_tests(afp_driver_tests DISCOVERY_TIMEOUT 60)
 endif()
