@@ -15,16 +15,10 @@ add_library(afp_rowaccess STATIC
 target_link_libraries(afp_rowaccess PUBLIC afp_database afp_driver afp_runtime)
 
 if(AFP_TESTS)
-    # Statement text, literals and checks, without a database.
-    add_executable(afp_rowaccess_tests
-        tests/auditfileprocessor/sqlValueCheckTest.cpp
-        tests/auditfileprocessor/tableAccessTest.cpp)
-    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess GTest::gtest_main)
-    gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
-
-    # The accessors against real SQLite and PostgreSQL databases.
-    add_executable(afp_rowaccess_db_tests tests/auditfileprocessor/accessorsTest.cpp)
-    target_link_libraries(afp_rowaccess_db_tests PRIVATE afp_rowaccess afp_testdatabase
+    # Value checks and statement text, then the accessors against real SQLite
+    # and PostgreSQL databases.
+    add_executable(afp_rowaccess_tests tests/auditfileprocessor/rowAccessTest.cpp)
+    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_testdatabase
         GTest::gtest_main)
-    gtest_discover_tests(afp_rowaccess_db_tests DISCOVERY_TIMEOUT 60)
+    gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
 endif()

@@ -1,0 +1,413 @@
+// Row access: value checks and statement text without a database, then the
+// accessors against real databases, where both backends must accept and
+// refuse exactly the same rows.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "../support/messageCapture.h"
+#include "adminSourceTableAccess.h"
+#include "cppWebException.h"
+#include "dimUsageTableAccess.h"
+#include "dispatcherTableAccess.h"
+#include "levelUsageTableAccess.h"
+#include "measureUsageTableAccess.h"
+#include "programGlobals.h"
+#include "requestTableAccess.h"
+#include "sessionTableAccess.h"
+#include "sqlValueCheck.h"
+#include "table.h"
+#include "tableId.h"
+#include "testDatabase.h"
+#include "userSourceTableAccess.h"
+
+namespace {
+
+using Rows = std::vector<std::vector<std::string>>;
+
+// Points the SQL dump at a temporary file for the lifetime of the object.
+class SqlDumpCapture {
+  public:
+    SqlDumpCapture() : m_file(std::tmpfile()) { g_SQLDumpFile = m_file; }
+    ~SqlDumpCapture() {
+        g_SQLDumpFile = nullptr;
+        std::fclose(m_file);
+    }
+    std::string Text() const {
+        std::string text(static_cast<size_t>(std::ftell(m_file)), '\0');
+        std::rewind(m_file);
+        text.resize(std::fread(&text[0], 1, text.size(), m_file));
+        return text;
+    }
+
+  private:
+    FILE* m_file;
+};
+
+std::vector<ColumnData> Columns(const TableAccess& access) {
+    std::vector<ColumnData> columns;
+    access.GetColumnCollectionValues(columns);
+    return columns;
+}
+
+// Text columns of width 8 (described length 10) keep the cases short.
+Table RequestTable() {
+    Table table("QXES_REQUEST");
+    for (const char* name : {"SESSION_ID", "REQUEST_ID", "MESSAGE", "MACHINE_NAME"}) {
+        table.columns.emplace_back(name, kSqlColText, 10);
+    }
+    table.columns.emplace_back("REQUEST_STATUS", kSqlColInteger, 4);
+    return table;
+}
+
+TEST(SqlValueCheck, NumbersAreWholeAndInRangeDatesAreRealCalendarTimes) {
+    const std::vector<const char*> bigints = {"99999999999", "9223372036854775807",
+                                              "9223372036854775808", "-9223372036854775809"};
+    const struct {
+        SqlColType type;
+        size_t accepted;  // the first values pass, the others are refused
+        std::vector<const char*> values;
+    } numbers[] = {
+        {kSqlColInteger,
+         4,
+         {"NULL", "-0042", "2147483647", "-2147483648", "2147483648", "", "-", "12a", "+1", "1.5",
+          "null"}},
+        {kSqlColBigInt, 2, bigints},
+        {kSqlColUnknown, 2, bigints},  // not in the catalogue: BIGINT
+    };
+    for (const auto& c : numbers) {
+        for (size_t i = 0; i < c.values.size(); ++i) {
+            EXPECT_EQ(SqlValueCheck::IsValidNumeric(c.values[i], c.type), i < c.accepted)
+                << c.values[i];
+        }
+    }
+    const char* const dates[] = {
+        "NULL", "2011-03-04 17:05:09", "2011-03-04 17:05:09.123456", "2012-02-29 23:59:59",
+        // refused from here on
+        "2011-03-04 17:05:09.1234567", "2011-03-04 17:05:09.", "2011-03-04:17:05:09",
+        "2011-02-29 10:00:00", "1900-02-29 10:00:00", "2011-04-31 10:00:00", "0000-01-01 10:00:00",
+        "2011-01-01 24:00:00", "2011-01-01 23:59:60", "2011-01-01"};
+    for (size_t i = 0; i < std::size(dates); ++i) {
+        EXPECT_EQ(SqlValueCheck::IsValidTimestamp(dates[i]), i < 4) << dates[i];
+    }
+    EXPECT_TRUE(SqlValueCheck::HasNulByte(std::string("a\0b", 3)));
+    EXPECT_FALSE(SqlValueCheck::HasNulByte("a b"));
+}
+
+TEST(TableAccess, LiteralsFollowTypeDialectAndClauseForm) {
+    using A = TableAccess;
+    using InsertForm = void (A::*)(std::string&, const std::string&, bool) const;
+    using NamedForm = void (A::*)(std::string&, const std::string&, const std::string&, bool) const;
+    const InsertForm inserts[] = {&A::AddTextValueForInsert, &A::AddDateValueForInsert,
+                                  &A::AddNumericValueForInsert};
+    const NamedForm sets[] = {&A::AddTextValueForUpdateSetClause,
+                              &A::AddDateValueForUpdateSetClause,
+                              &A::AddNumericValueForUpdateSetClause};
+    const NamedForm wheres[] = {&A::AddTextValueForWhereClause, &A::AddDateValueForWhereClause,
+                                &A::AddNumericValueForWhereClause};
+    enum { kText, kDate, kNumber };
+    enum { kInsert, kSet, kWhere };
+    const struct {
+        const char* value;
+        bool typedDates;
+        int type, form;
+        const char* expected;  // the literal appended twice, so that the separator shows
+    } cases[] = {
+        {"ann", true, kText, kInsert, "'ann', 'ann'"},
+        {"ann", true, kText, kSet, "C='ann', C='ann'"},
+        {"ann", true, kText, kWhere, "C='ann' AND C='ann'"},
+        {"NULL", true, kText, kWhere, "C=NULL AND C=NULL"},
+        {"1", true, kDate, kInsert, "TIMESTAMP '1', TIMESTAMP '1'"},
+        {"1", true, kDate, kWhere, "C=TIMESTAMP '1' AND C=TIMESTAMP '1'"},
+        {"1", false, kDate, kInsert, "'1', '1'"},
+        {"1", false, kDate, kWhere, "C='1' AND C='1'"},
+        {"NULL", true, kDate, kInsert, "NULL, NULL"},
+        {"NULL", false, kDate, kSet, "C=NULL, C=NULL"},
+        {"42", true, kNumber, kInsert, "42, 42"},
+        {"42", true, kNumber, kSet, "C=42, C=42"},
+        {"NULL", true, kNumber, kWhere, "C=NULL AND C=NULL"},
+    };
+    const Table table = RequestTable();
+    SessionTableAccess access(&table);
+    for (const auto& c : cases) {
+        access.SetTypedDateLiterals(c.typedDates);
+        std::string clause;
+        for (bool last : {false, true}) {
+            if (c.form == kInsert) {
+                (access.*inserts[c.type])(clause, c.value, last);
+            } else {
+                (access.*(c.form == kSet ? sets : wheres)[c.type])(clause, "C", c.value, last);
+            }
+        }
+        EXPECT_EQ(clause, c.expected);
+    }
+}
+
+TEST(TableAccess, TextWidthIsCheckedAtTheBoundaryWithoutSplittingACharacter) {
+    const std::string e = "\xC3\xA9", grin = "\xF0\x9F\x98\x80";
+    const std::string cut = "AFP-0030 AFP-0031 AFP-0033", refused = "AFP-0030 AFP-0032 AFP-0033";
+    const struct {
+        ColumnKey key;
+        std::string value;
+        std::string kept;  // empty when the value is refused
+        std::string messages;
+    } cases[] = {
+        {ColumnKey::kKey, "abcdefgh", "abcdefgh", ""},
+        {ColumnKey::kOrdinary, "abcdefghi", "abcdefgh", cut},
+        {ColumnKey::kKey, "abcdefghi", "", refused},
+        {ColumnKey::kReference, "abcdefghi", "", refused},
+        {ColumnKey::kOrdinary, "abcdefg" + e, "abcdefg", cut},
+        {ColumnKey::kOrdinary, "abcde" + grin, "abcde", cut},
+        {ColumnKey::kOrdinary, "abcdef" + e + "x", "abcdef" + e, cut},
+        {ColumnKey::kOrdinary, "a" + std::string(9, '\x80'), "a" + std::string(7, '\x80'), cut},
+        {ColumnKey::kOrdinary, "abcdefg'", "abcdefg''", ""},  // doubled after the check
+    };
+    const Table requests = RequestTable();
+    RequestTableAccess access(&requests);
+    g_CurrentAuditFile = "/audit/qxes_audit.0001";
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.value);
+        MessageCapture messages;
+        std::string value = c.value;
+        try {
+            access.ValidateTextColumnValue(&requests, "MESSAGE", value, c.key);
+            EXPECT_EQ(value, c.kept);
+        } catch (const CPPWebException& error) {
+            EXPECT_EQ(c.kept, "");
+            EXPECT_EQ(error.getErrorCode(), 1);
+        }
+        const std::string shown = messages.Text();
+        std::string numbers;
+        const std::regex number("^AFP-[0-9]{4}:", std::regex::multiline);
+        for (std::sregex_iterator m(shown.begin(), shown.end(), number), end; m != end; ++m) {
+            numbers += (numbers.empty() ? "" : " ") + m->str().substr(0, 8);
+        }
+        EXPECT_EQ(numbers, c.messages) << shown;
+        for (const std::string& insert : {std::string("MESSAGE"), g_CurrentAuditFile, requests.name,
+                                          std::to_string(c.value.size())}) {
+            EXPECT_EQ(shown.find(insert) != std::string::npos, !c.messages.empty()) << shown;
+        }
+    }
+    g_CurrentAuditFile.clear();
+
+    // A column the catalogue does not know is never cut, but still escaped.
+    std::string unknown = std::string(300, 'a') + "'";
+    access.ValidateTextColumnValue(&requests, "NOT_A_COLUMN", unknown, ColumnKey::kKey);
+    EXPECT_EQ(unknown, std::string(300, 'a') + "''");
+}
+
+TEST(TableAccess, OverlongKeysStopInsertAndUpdateButNotSelect) {
+    const Table requests = RequestTable();
+    SqlDumpCapture dump;
+    MessageCapture messages;
+    RequestTableAccess longKey(&requests);
+    longKey.m_sessionId.SetValue("session-too-long");
+    EXPECT_THROW(longKey.Insert(nullptr), CPPWebException);
+    RequestTableAccess longReference(&requests);
+    longReference.m_machineName.SetValue("machine-too-long");
+    EXPECT_THROW(longReference.Update(nullptr, longReference), CPPWebException);
+    EXPECT_EQ(dump.Text(), "");
+    EXPECT_EQ(longKey.Select(nullptr), -1);  // the database simply finds no such row
+    EXPECT_NE(dump.Text().find("SESSION_ID='session-too-long'"), std::string::npos);
+}
+
+class AccessorsTest : public ::testing::TestWithParam<TestBackend> {
+  protected:
+    void SetUp() override {
+        AFP_REQUIRE_DATABASE(m_database);
+        m_db = &m_database.db();
+        m_db->startTransaction();
+        // The catalogue as the loader reads it: an empty query per table.
+        for (const char* name :
+             {"QXES_DISPATCHER", "QXES_SESSION", "QXES_REQUEST", "QXES_ADMIN_SOURCE",
+              "QXES_USER_SOURCE", "QXES_DIM_USAGE", "QXES_MEASURE_USAGE", "QXES_LEVEL_USAGE"}) {
+            m_tables.emplace_back(name);
+            SqlDA* descriptor = m_db->execute(std::string("SELECT * FROM ") + name, SQLDB::kQuery);
+            ASSERT_NE(descriptor, nullptr) << name;
+            for (const SqlDA::ColumnDescription& column : descriptor->columns) {
+                m_tables.back().columns.emplace_back(column.name, column.type, column.length);
+            }
+            m_db->freeRequest();
+        }
+    }
+
+    const Table* table(TableId id) const { return &m_tables.at(id); }
+    void Commit() {
+        m_db->commit(1);
+        m_db->startTransaction();
+    }
+
+    TestDatabase m_database{GetParam()};
+    SQLDB* m_db = nullptr;
+    std::vector<Table> m_tables;
+};
+
+TEST_P(AccessorsTest, AccessorsFollowTheDescribedTablesColumnForColumn) {
+    const std::vector<ColumnData> accessors[] = {
+        Columns(DispatcherTableAccess(table(kDispatcherTable))),
+        Columns(SessionTableAccess(table(kSessionTable))),
+        Columns(RequestTableAccess(table(kRequestTable))),
+        Columns(AdminSourceTableAccess(table(kAdminSourceTable))),
+        Columns(UserSourceTableAccess(table(kUserSourceTable))),
+        Columns(DimUsageTableAccess(table(kDimUsageTable))),
+        Columns(MeasureUsageTableAccess(table(kMeasureUsageTable))),
+        Columns(LevelUsageTableAccess(table(kLevelUsageTable))),
+    };
+    for (size_t t = 0; t < m_tables.size(); ++t) {
+        std::string described, accessed;
+        for (const Column& column : m_tables[t].columns) {
+            described += " " + column.name +
+                         (column.type == kSqlColTimestamp ? ":date"
+                          : column.type == kSqlColText    ? ":text"
+                                                          : ":number");
+        }
+        for (const ColumnData& column : accessors[t]) {
+            accessed += " " + column.GetName() +
+                        (column.GetType() == ColumnType::kDate   ? ":date"
+                         : column.GetType() == ColumnType::kText ? ":text"
+                                                                 : ":number");
+        }
+        EXPECT_EQ(accessed, described) << m_tables[t].name;
+    }
+}
+
+TEST_P(AccessorsTest, FailedStatementsReportResultsAndSpareTheirNeighbours) {
+    SessionTableAccess first(table(kSessionTable));
+    first.m_sessionId.SetValue("s1");
+    first.m_userName.SetValue("ann");
+    SessionTableAccess second(table(kSessionTable));
+    second.m_sessionId.SetValue("s2");
+    SessionTableAccess unset(table(kSessionTable));  // a NOT NULL key left null
+    DispatcherTableAccess dispatcher(table(kDispatcherTable));
+    dispatcher.m_serverStartDateTime.SetValue("2011-03-04 17:05:09.000");
+    dispatcher.m_machineName.SetValue("srv1");
+    dispatcher.m_machinePort.SetValue("8080");
+
+    EXPECT_EQ(second.Select(m_db), 0);
+    EXPECT_TRUE(first.Insert(m_db));
+    EXPECT_EQ(first.Select(m_db), 1);
+    EXPECT_FALSE(first.Insert(m_db));  // duplicate key
+    EXPECT_FALSE(unset.Insert(m_db));
+    EXPECT_TRUE(second.Insert(m_db));
+    EXPECT_TRUE(dispatcher.Insert(m_db));
+    EXPECT_EQ(dispatcher.Select(m_db), -1);  // the table has no SESSION_ID to read
+    EXPECT_EQ(second.Select(m_db), 1);
+    Commit();
+    EXPECT_EQ(m_database.query("SELECT SESSION_ID, USER_NAME FROM QXES_SESSION ORDER BY 1"),
+              (Rows{{"s1", "ann"}, {"s2", "NULL"}}));
+    EXPECT_EQ(m_database.countRows("QXES_DISPATCHER"), 1);
+}
+
+TEST_P(AccessorsTest, UpdateWritesOnlyKnownValuesAndAMissingRowIsNoFailure) {
+    RequestTableAccess request(table(kRequestTable));
+    request.m_sessionId.SetValue("s1");
+    request.m_requestId.SetValue("r1");
+    request.m_startDateTime.SetValue("2011-03-04 17:05:09.123");
+    request.m_requestStatus.SetValue("0");
+    ASSERT_TRUE(request.Insert(m_db));
+    RequestTableAccess missing(table(kRequestTable));
+    missing.m_sessionId.SetValue("s1");
+    missing.m_requestId.SetValue("r9");
+    RequestTableAccess completion(table(kRequestTable));
+    completion.m_endDateTime.SetValue("2011-03-04 17:06:00.5");
+    completion.m_requestStatus.SetValue("1");
+
+    SqlDumpCapture dump;
+    EXPECT_TRUE(request.Update(m_db, completion));
+    EXPECT_TRUE(missing.Update(m_db, completion));
+    const std::string setEnd = std::string("\nUPDATE QXES_REQUEST SET END_DATE_TIME=") +
+                               (GetParam() == TestBackend::kPostgreSQL ? "TIMESTAMP " : "") +
+                               "'2011-03-04 17:06:00.5', ";
+    EXPECT_EQ(dump.Text().rfind(setEnd, 0), 0u) << dump.Text();
+    Commit();
+    EXPECT_EQ(m_database.query("SELECT REQUEST_ID, START_DATE_TIME, END_DATE_TIME, "
+                               "REQUEST_STATUS FROM QXES_REQUEST"),
+              (Rows{{"r1", "2011-03-04 17:05:09.123", "2011-03-04 17:06:00.5", "1"}}));
+}
+
+TEST_P(AccessorsTest, QuotedTextCannotRewriteAnotherRowsCondition) {
+    const std::string injection = "x' OR 'a'='a";
+    UserSourceTableAccess other(table(kUserSourceTable));
+    other.m_sessionId.SetValue("s1");
+    other.m_sourceName.SetValue("other");
+    other.m_sourceType.SetValue("t");
+    other.m_sourceFilename.SetValue("f1");
+    ASSERT_TRUE(other.Insert(m_db));
+    UserSourceTableAccess quoted(table(kUserSourceTable));
+    quoted.SetColumnCollectionValues(Columns(other));
+    quoted.m_sourceName.SetValue(injection);
+    UserSourceTableAccess rename(table(kUserSourceTable));
+
+    SqlDumpCapture dump;
+    EXPECT_TRUE(quoted.Update(m_db, rename));  // nothing to set: no statement at all
+    rename.m_sourceFilename.SetValue("O'Hara");
+    EXPECT_EQ(quoted.Select(m_db), 0);
+    EXPECT_TRUE(quoted.Update(m_db, rename));  // must not reach the other row
+    EXPECT_TRUE(quoted.Insert(m_db));
+    EXPECT_TRUE(quoted.Update(m_db, rename));
+    EXPECT_EQ(quoted.Select(m_db), 1);
+    const std::string where =
+        " WHERE SESSION_ID='s1' AND SOURCE_NAME='x'' OR ''a''=''a' AND SOURCE_TYPE='t'";
+    const std::string select = "\nSELECT  SESSION_ID  FROM QXES_USER_SOURCE" + where;
+    const std::string update = "\nUPDATE QXES_USER_SOURCE SET SOURCE_FILENAME='O''Hara'" + where;
+    EXPECT_EQ(dump.Text(), select + update +
+                               "\nINSERT INTO QXES_USER_SOURCE(SESSION_ID, SOURCE_NAME, "
+                               "SOURCE_TYPE, SOURCE_FILENAME) VALUES ('s1', 'x'' OR ''a''=''a', "
+                               "'t', 'f1')" +
+                               update + select);
+    Commit();
+    EXPECT_EQ(m_database.query("SELECT SOURCE_NAME, SOURCE_FILENAME FROM QXES_USER_SOURCE "
+                               "ORDER BY 1"),
+              (Rows{{"other", "f1"}, {injection, "O'Hara"}}));
+}
+
+TEST_P(AccessorsTest, MalformedValuesAreDumpedButNeverRun) {
+    RequestTableAccess stored(table(kRequestTable));
+    stored.m_sessionId.SetValue("s1");
+    stored.m_requestId.SetValue("r0");
+    stored.m_requestStatus.SetValue("1");
+    ASSERT_TRUE(stored.Insert(m_db));
+    const std::pair<ColumnData RequestTableAccess::*, std::string> cases[] = {
+        {&RequestTableAccess::m_requestStatus, "12a"},
+        {&RequestTableAccess::m_requestStatus, "99999999999"},
+        {&RequestTableAccess::m_requestStatus, "2 OR 1=1"},
+        {&RequestTableAccess::m_startDateTime, "2011-02-30 10:00:00"},
+        {&RequestTableAccess::m_startDateTime, "2011-03-04:17:05:09"},
+        {&RequestTableAccess::m_message, std::string("before\0after", 12)},
+    };
+    SqlDumpCapture dump;
+    for (const auto& c : cases) {
+        RequestTableAccess change(table(kRequestTable));
+        (change.*c.first).SetValue(c.second);
+        EXPECT_FALSE(stored.Update(m_db, change)) << c.second;
+        change.m_sessionId.SetValue("s1");
+        change.m_requestId.SetValue("r1");
+        EXPECT_FALSE(change.Insert(m_db)) << c.second;
+        const std::string dumped = dump.Text();
+        const size_t update = dumped.rfind("\nUPDATE QXES_REQUEST SET ");
+        const size_t insert = dumped.rfind("\nINSERT INTO QXES_REQUEST(");
+        ASSERT_TRUE(update != std::string::npos && insert != std::string::npos && update < insert);
+        EXPECT_LT(dumped.find(c.second, update), insert);
+        EXPECT_NE(dumped.find(c.second, insert), std::string::npos);
+    }
+    // The same digits fit a BIGINT column.
+    DimUsageTableAccess usage(table(kDimUsageTable));
+    usage.m_sessionId.SetValue("s1");
+    usage.m_requestId.SetValue("r1");
+    usage.m_dimCode.SetValue("3");
+    usage.m_dimCount.SetValue("99999999999");
+    EXPECT_TRUE(usage.Insert(m_db));
+    Commit();
+    EXPECT_EQ(m_database.query("SELECT REQUEST_ID, REQUEST_STATUS FROM QXES_REQUEST"),
+              (Rows{{"r0", "1"}}));
+    EXPECT_EQ(m_database.query("SELECT DIM_COUNT FROM QXES_DIM_USAGE"), (Rows{{"99999999999"}}));
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, AccessorsTest,
+                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
+                         TestBackendName());
+
+}  // namespace
