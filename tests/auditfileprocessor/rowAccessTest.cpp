@@ -18,7 +18,6 @@
 #include "programGlobals.h"
 #include "requestTableAccess.h"
 #include "sessionTableAccess.h"
-#include "sqlValueCheck.h"
 #include "table.h"
 #include "tableId.h"
 #include "testDatabase.h"
@@ -63,40 +62,6 @@ Table RequestTable() {
     return table;
 }
 
-TEST(SqlValueCheck, NumbersAreWholeAndInRangeDatesAreRealCalendarTimes) {
-    const std::vector<const char*> bigints = {"99999999999", "9223372036854775807",
-                                              "9223372036854775808", "-9223372036854775809"};
-    const struct {
-        SqlColType type;
-        size_t accepted;  // the first values pass, the others are refused
-        std::vector<const char*> values;
-    } numbers[] = {
-        {kSqlColInteger,
-         4,
-         {"NULL", "-0042", "2147483647", "-2147483648", "2147483648", "", "-", "12a", "+1", "1.5",
-          "null"}},
-        {kSqlColBigInt, 2, bigints},
-        {kSqlColUnknown, 2, bigints},  // not in the catalogue: BIGINT
-    };
-    for (const auto& c : numbers) {
-        for (size_t i = 0; i < c.values.size(); ++i) {
-            EXPECT_EQ(SqlValueCheck::IsValidNumeric(c.values[i], c.type), i < c.accepted)
-                << c.values[i];
-        }
-    }
-    const char* const dates[] = {
-        "NULL", "2011-03-04 17:05:09", "2011-03-04 17:05:09.123456", "2012-02-29 23:59:59",
-        // refused from here on
-        "2011-03-04 17:05:09.1234567", "2011-03-04 17:05:09.", "2011-03-04:17:05:09",
-        "2011-02-29 10:00:00", "1900-02-29 10:00:00", "2011-04-31 10:00:00", "0000-01-01 10:00:00",
-        "2011-01-01 24:00:00", "2011-01-01 23:59:60", "2011-01-01"};
-    for (size_t i = 0; i < std::size(dates); ++i) {
-        EXPECT_EQ(SqlValueCheck::IsValidTimestamp(dates[i]), i < 4) << dates[i];
-    }
-    EXPECT_TRUE(SqlValueCheck::HasNulByte(std::string("a\0b", 3)));
-    EXPECT_FALSE(SqlValueCheck::HasNulByte("a b"));
-}
-
 TEST(TableAccess, LiteralsFollowTypeDialectAndClauseForm) {
     using A = TableAccess;
     using InsertForm = void (A::*)(std::string&, const std::string&, bool) const;
@@ -109,40 +74,30 @@ TEST(TableAccess, LiteralsFollowTypeDialectAndClauseForm) {
     const NamedForm wheres[] = {&A::AddTextValueForWhereClause, &A::AddDateValueForWhereClause,
                                 &A::AddNumericValueForWhereClause};
     enum { kText, kDate, kNumber };
-    enum { kInsert, kSet, kWhere };
     const struct {
+        int type;
         const char* value;
         bool typedDates;
-        int type, form;
-        const char* expected;  // the literal appended twice, so that the separator shows
+        std::string literal;  // the same in a VALUES list, a SET list and a WHERE clause
     } cases[] = {
-        {"ann", true, kText, kInsert, "'ann', 'ann'"},
-        {"ann", true, kText, kSet, "C='ann', C='ann'"},
-        {"ann", true, kText, kWhere, "C='ann' AND C='ann'"},
-        {"NULL", true, kText, kWhere, "C=NULL AND C=NULL"},
-        {"1", true, kDate, kInsert, "TIMESTAMP '1', TIMESTAMP '1'"},
-        {"1", true, kDate, kWhere, "C=TIMESTAMP '1' AND C=TIMESTAMP '1'"},
-        {"1", false, kDate, kInsert, "'1', '1'"},
-        {"1", false, kDate, kWhere, "C='1' AND C='1'"},
-        {"NULL", true, kDate, kInsert, "NULL, NULL"},
-        {"NULL", false, kDate, kSet, "C=NULL, C=NULL"},
-        {"42", true, kNumber, kInsert, "42, 42"},
-        {"42", true, kNumber, kSet, "C=42, C=42"},
-        {"NULL", true, kNumber, kWhere, "C=NULL AND C=NULL"},
+        {kText, "ann", true, "'ann'"},       {kText, "NULL", true, "NULL"},
+        {kDate, "1", true, "TIMESTAMP '1'"}, {kDate, "1", false, "'1'"},
+        {kDate, "NULL", true, "NULL"},       {kDate, "NULL", false, "NULL"},
+        {kNumber, "42", true, "42"},         {kNumber, "NULL", true, "NULL"},
     };
     const Table table = RequestTable();
     SessionTableAccess access(&table);
     for (const auto& c : cases) {
         access.SetTypedDateLiterals(c.typedDates);
-        std::string clause;
+        std::string values, set, where;  // each value appended twice, so that the separator shows
         for (bool last : {false, true}) {
-            if (c.form == kInsert) {
-                (access.*inserts[c.type])(clause, c.value, last);
-            } else {
-                (access.*(c.form == kSet ? sets : wheres)[c.type])(clause, "C", c.value, last);
-            }
+            (access.*inserts[c.type])(values, c.value, last);
+            (access.*sets[c.type])(set, "C", c.value, last);
+            (access.*wheres[c.type])(where, "C", c.value, last);
         }
-        EXPECT_EQ(clause, c.expected);
+        const std::string& l = c.literal;
+        EXPECT_EQ(values + " | " + set + " | " + where,
+                  l + ", " + l + " | C=" + l + ", C=" + l + " | C=" + l + " AND C=" + l);
     }
 }
 
@@ -245,7 +200,22 @@ class AccessorsTest : public ::testing::TestWithParam<TestBackend> {
     std::vector<Table> m_tables;
 };
 
-TEST_P(AccessorsTest, AccessorsFollowTheDescribedTablesColumnForColumn) {
+TEST_P(AccessorsTest, CatalogueDescribesEveryAuditTableAndTheAccessorsFollowIt) {
+    // Each column as NAME:TYPE, TYPE being D (timestamp), I (integer), B (bigint) or the
+    // declared width of a VARCHAR.
+    const char* const expected[] = {
+        "SERVER_START_DATE_TIME:D MACHINE_NAME:255 MACHINE_PORT:I TIME_ZONE:64 QXES_VERSION:255 "
+        "LOGFILE_VERSION:I LOGFILE_GENERATION:I",
+        "SESSION_ID:64 USER_NAME:255",
+        "SESSION_ID:64 REQUEST_ID:64 START_DATE_TIME:D END_DATE_TIME:D REQUEST_STATUS:I "
+        "USER_CLASS:255 REDISPATCH:I REQUEST_TYPE:I ACTION:32 MIRRORS:1024 MESSAGE:2000 "
+        "MACHINE_NAME:255 MACHINE_PORT:I SERVER_START_DATE_TIME:D",
+        "SESSION_ID:64 REQUEST_ID:64 SOURCE_NAME:255 SOURCE_TYPE:64",
+        "SESSION_ID:64 SOURCE_NAME:255 SOURCE_TYPE:64 SOURCE_FILENAME:1024",
+        "SESSION_ID:64 REQUEST_ID:64 DIM_CODE:255 DIM_NAME:255 DIM_COUNT:B",
+        "SESSION_ID:64 REQUEST_ID:64 MEASURE_CODE:255 MEASURE_NAME:255 MEASURE_COUNT:B",
+        "SESSION_ID:64 REQUEST_ID:64 DIM_CODE:255 LEVEL_CODE:255 LEVEL_NAME:255 LEVEL_COUNT:B",
+    };
     const std::vector<ColumnData> accessors[] = {
         Columns(DispatcherTableAccess(table(kDispatcherTable))),
         Columns(SessionTableAccess(table(kSessionTable))),
@@ -258,20 +228,30 @@ TEST_P(AccessorsTest, AccessorsFollowTheDescribedTablesColumnForColumn) {
     };
     for (size_t t = 0; t < m_tables.size(); ++t) {
         std::string described, accessed;
-        for (const Column& column : m_tables[t].columns) {
-            described += " " + column.name +
-                         (column.type == kSqlColTimestamp ? ":date"
-                          : column.type == kSqlColText    ? ":text"
-                                                          : ":number");
+        for (const Column& c : m_tables[t].columns) {
+            described += (described.empty() ? "" : " ") + c.name + ":" +
+                         (c.type == kSqlColTimestamp && c.length == 8 ? "D"
+                          : c.type == kSqlColInteger && c.length == 4 ? "I"
+                          : c.type == kSqlColBigInt && c.length == 8  ? "B"
+                          : c.type == kSqlColText                     ? std::to_string(c.length - 2)
+                                                                      : "?");
         }
-        for (const ColumnData& column : accessors[t]) {
-            accessed += " " + column.GetName() +
-                        (column.GetType() == ColumnType::kDate   ? ":date"
-                         : column.GetType() == ColumnType::kText ? ":text"
-                                                                 : ":number");
+        EXPECT_EQ(described, expected[t]) << m_tables[t].name;
+        for (const ColumnData& c : accessors[t]) {
+            accessed += (accessed.empty() ? "" : " ") + c.GetName() + ":" +
+                        (c.GetType() == ColumnType::kDate   ? "D"
+                         : c.GetType() == ColumnType::kText ? "T"
+                                                            : "N");
         }
-        EXPECT_EQ(accessed, described) << m_tables[t].name;
+        const std::string text = std::regex_replace(expected[t], std::regex(":[0-9]+"), ":T");
+        EXPECT_EQ(accessed, std::regex_replace(text, std::regex(":[IB]"), ":N"));
     }
+    // Describing a table reads none of its rows.
+    SessionTableAccess present(table(kSessionTable));
+    present.m_sessionId.SetValue("present");
+    ASSERT_TRUE(present.Insert(m_db));
+    EXPECT_TRUE(m_db->execute("SELECT * FROM QXES_SESSION", SQLDB::kQuery)->row.empty());
+    m_db->freeRequest();
 }
 
 TEST_P(AccessorsTest, FailedStatementsReportResultsAndSpareTheirNeighbours) {
@@ -364,46 +344,66 @@ TEST_P(AccessorsTest, QuotedTextCannotRewriteAnotherRowsCondition) {
               (Rows{{"other", "f1"}, {injection, "O'Hara"}}));
 }
 
-TEST_P(AccessorsTest, MalformedValuesAreDumpedButNeverRun) {
+TEST_P(AccessorsTest, OnlyWholeNumbersInRangeAndRealDatesAreRunOthersAreOnlyDumped) {
+    using R = RequestTableAccess;
+    const struct {
+        ColumnData R::*column;
+        std::vector<std::string> accepted, refused;
+    } cases[] = {
+        {&R::m_requestStatus,
+         {"NULL", "-0042", "2147483647", "-2147483648"},
+         {"2147483648", "", "-", "12a", "+1", "1.5", "null", "2 OR 1=1"}},
+        {&R::m_startDateTime,
+         {"NULL", "2011-03-04 17:05:09.123456", "2012-02-29 23:59:59"},
+         {"2011-03-04 17:05:09.1234567", "2011-03-04 17:05:09.", "2011-03-04:17:05:09",
+          "2011-02-29 10:00:00", "1900-02-29 10:00:00", "2011-04-31 10:00:00",
+          "0000-01-01 10:00:00", "2011-01-01 24:00:00", "2011-01-01 23:59:60", "2011-01-01"}},
+        {&R::m_message, {"x"}, {std::string("before\0after", 12)}},
+    };
     RequestTableAccess stored(table(kRequestTable));
     stored.m_sessionId.SetValue("s1");
     stored.m_requestId.SetValue("r0");
-    stored.m_requestStatus.SetValue("1");
     ASSERT_TRUE(stored.Insert(m_db));
-    const std::pair<ColumnData RequestTableAccess::*, std::string> cases[] = {
-        {&RequestTableAccess::m_requestStatus, "12a"},
-        {&RequestTableAccess::m_requestStatus, "99999999999"},
-        {&RequestTableAccess::m_requestStatus, "2 OR 1=1"},
-        {&RequestTableAccess::m_startDateTime, "2011-02-30 10:00:00"},
-        {&RequestTableAccess::m_startDateTime, "2011-03-04:17:05:09"},
-        {&RequestTableAccess::m_message, std::string("before\0after", 12)},
-    };
     SqlDumpCapture dump;
+    long long rows = 1;
     for (const auto& c : cases) {
-        RequestTableAccess change(table(kRequestTable));
-        (change.*c.first).SetValue(c.second);
-        EXPECT_FALSE(stored.Update(m_db, change)) << c.second;
-        change.m_sessionId.SetValue("s1");
-        change.m_requestId.SetValue("r1");
-        EXPECT_FALSE(change.Insert(m_db)) << c.second;
-        const std::string dumped = dump.Text();
-        const size_t update = dumped.rfind("\nUPDATE QXES_REQUEST SET ");
-        const size_t insert = dumped.rfind("\nINSERT INTO QXES_REQUEST(");
-        ASSERT_TRUE(update != std::string::npos && insert != std::string::npos && update < insert);
-        EXPECT_LT(dumped.find(c.second, update), insert);
-        EXPECT_NE(dumped.find(c.second, insert), std::string::npos);
+        for (bool valid : {true, false}) {
+            for (const std::string& value : valid ? c.accepted : c.refused) {
+                SCOPED_TRACE(value);
+                RequestTableAccess change(table(kRequestTable));
+                (change.*c.column).SetValue(value);
+                EXPECT_EQ(stored.Update(m_db, change), valid);
+                change.m_sessionId.SetValue("s1");
+                change.m_requestId.SetValue("r" + std::to_string(++rows));
+                EXPECT_EQ(change.Insert(m_db), valid);
+                if (valid) {
+                    continue;
+                }
+                const std::string dumped = dump.Text();
+                const size_t update = dumped.rfind("\nUPDATE QXES_REQUEST SET ");
+                const size_t insert = dumped.rfind("\nINSERT INTO QXES_REQUEST(");
+                ASSERT_TRUE(update != std::string::npos && update < insert);
+                EXPECT_LT(dumped.find(value, update), insert);
+                EXPECT_NE(dumped.find(value, insert), std::string::npos);
+            }
+        }
     }
-    // The same digits fit a BIGINT column.
     DimUsageTableAccess usage(table(kDimUsageTable));
     usage.m_sessionId.SetValue("s1");
     usage.m_requestId.SetValue("r1");
     usage.m_dimCode.SetValue("3");
-    usage.m_dimCount.SetValue("99999999999");
+    usage.m_dimCount.SetValue("9223372036854775808");
+    EXPECT_FALSE(usage.Insert(m_db));
+    usage.m_dimCount.SetValue("9223372036854775807");
     EXPECT_TRUE(usage.Insert(m_db));
     Commit();
-    EXPECT_EQ(m_database.query("SELECT REQUEST_ID, REQUEST_STATUS FROM QXES_REQUEST"),
-              (Rows{{"r0", "1"}}));
-    EXPECT_EQ(m_database.query("SELECT DIM_COUNT FROM QXES_DIM_USAGE"), (Rows{{"99999999999"}}));
+    // Each refused value came after the accepted ones of its column.
+    EXPECT_EQ(m_database.query("SELECT REQUEST_STATUS, START_DATE_TIME, MESSAGE FROM QXES_REQUEST "
+                               "WHERE REQUEST_ID = 'r0'"),
+              (Rows{{"-2147483648", "2012-02-29 23:59:59", "x"}}));
+    EXPECT_EQ(m_database.countRows("QXES_REQUEST"), 1 + 4 + 3 + 1);
+    EXPECT_EQ(m_database.query("SELECT DIM_COUNT FROM QXES_DIM_USAGE"),
+              (Rows{{"9223372036854775807"}}));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, AccessorsTest,

@@ -150,49 +150,6 @@ TEST_P(SqldbTest, FailingStatementKeepsItsNeighboursInTheTransaction) {
     }
 }
 
-TEST_P(SqldbTest, CatalogueQueryDescribesEveryAuditTableWithoutReadingRows) {
-    // Each column as NAME:TYPE, TYPE being D (timestamp), I (integer), B (bigint) or the
-    // declared width of a VARCHAR.
-    const std::pair<const char*, const char*> tables[] = {
-        {"QXES_DISPATCHER",
-         "SERVER_START_DATE_TIME:D MACHINE_NAME:255 MACHINE_PORT:I TIME_ZONE:64 "
-         "QXES_VERSION:255 LOGFILE_VERSION:I LOGFILE_GENERATION:I"},
-        {"QXES_SESSION", "SESSION_ID:64 USER_NAME:255"},
-        {"QXES_REQUEST",
-         "SESSION_ID:64 REQUEST_ID:64 START_DATE_TIME:D END_DATE_TIME:D REQUEST_STATUS:I "
-         "USER_CLASS:255 REDISPATCH:I REQUEST_TYPE:I ACTION:32 MIRRORS:1024 MESSAGE:2000 "
-         "MACHINE_NAME:255 MACHINE_PORT:I SERVER_START_DATE_TIME:D"},
-        {"QXES_ADMIN_SOURCE", "SESSION_ID:64 REQUEST_ID:64 SOURCE_NAME:255 SOURCE_TYPE:64"},
-        {"QXES_USER_SOURCE", "SESSION_ID:64 SOURCE_NAME:255 SOURCE_TYPE:64 SOURCE_FILENAME:1024"},
-        {"QXES_DIM_USAGE", "SESSION_ID:64 REQUEST_ID:64 DIM_CODE:255 DIM_NAME:255 DIM_COUNT:B"},
-        {"QXES_MEASURE_USAGE",
-         "SESSION_ID:64 REQUEST_ID:64 MEASURE_CODE:255 MEASURE_NAME:255 MEASURE_COUNT:B"},
-        {"QXES_LEVEL_USAGE",
-         "SESSION_ID:64 REQUEST_ID:64 DIM_CODE:255 LEVEL_CODE:255 LEVEL_NAME:255 LEVEL_COUNT:B"},
-    };
-    m_database.exec("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('present')");
-    SQLDB& db = m_database.db();
-    db.startTransaction();
-    for (const auto& table : tables) {
-        SqlDA* descriptor = db.execute(std::string("SELECT * FROM ") + table.first, SQLDB::kQuery);
-        ASSERT_NE(descriptor, nullptr);
-        EXPECT_TRUE(descriptor->row.empty());
-        std::string described;
-        for (const SqlDA::ColumnDescription& column : descriptor->columns) {
-            const std::string type = column.type == kSqlColTimestamp && column.length == 8 ? "D"
-                                     : column.type == kSqlColInteger && column.length == 4 ? "I"
-                                     : column.type == kSqlColBigInt && column.length == 8  ? "B"
-                                     : column.type == kSqlColText
-                                         ? std::to_string(column.length - 2)
-                                         : "?";
-            described += (described.empty() ? "" : " ") + column.name + ":" + type;
-        }
-        EXPECT_EQ(described, table.second) << table.first;
-        db.freeRequest();
-    }
-    db.commit(1);
-}
-
 TEST_P(SqldbTest, MisuseRaisesTheSessionAssertions) {
     SQLDB& db = m_database.db();
     EXPECT_EQ(FailureText([&] { db.execute("SELECT * FROM QXES_SESSION", SQLDB::kQuery); }),
