@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 
 #include "changeEncodingUtils.h"
 #include "krlAssertError.h"
@@ -91,28 +90,6 @@ TEST(ChangeEncoding, BuffersGrowInWholeStepsAndFailWithTheirErrorWhenTheyCannot)
         EXPECT_EQ(e.getBackTrace().at(0).line, 129);
     }
     EXPECT_EQ(buffer.size, 0u);
-}
-
-TEST(ChangeEncoding, PerThreadModeGivesEachThreadItsOwnState) {
-    ChangeEncodingUtils::terminate();
-    ChangeEncodingUtilsData* mine = ChangeEncodingUtils::getDataInstance();
-    EXPECT_EQ(ChangeEncodingUtils::mode(), kEncodingUtilsPerThread);
-    ChangeEncodingUtilsData* theirs = nullptr;
-    std::string converted = "M\xfc";
-    std::thread([&] {
-        theirs = ChangeEncodingUtils::getDataInstance();
-        UTF8EncodeString(converted, "ISO-8859-1");
-    }).join();
-    EXPECT_NE(mine, nullptr);
-    EXPECT_NE(mine, theirs);
-    EXPECT_EQ(ChangeEncodingUtils::getDataInstance(), mine);
-    EXPECT_EQ(converted, "M\xc3\xbc");
-
-    ASSERT_TRUE(ChangeEncodingUtils::initialize(kEncodingUtilsShared));
-    ChangeEncodingUtilsData* shared = ChangeEncodingUtils::getDataInstance();
-    std::thread([&] { theirs = ChangeEncodingUtils::getDataInstance(); }).join();
-    EXPECT_EQ(theirs, shared);
-    ChangeEncodingUtils::terminate();
 }
 
 TEST(DecodeUnicodeEscapeSequences, ReplacesReferencesFromTheStartUntilNoneIsLeft) {
