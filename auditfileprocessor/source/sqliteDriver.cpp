@@ -145,7 +145,11 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
         std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
     while (JournalMode(m_db.get()) != "wal") {
         result = runToEnd("PRAGMA journal_mode=WAL");
-        if (JournalMode(m_db.get()) == "wal" || std::chrono::steady_clock::now() > giveUp) {
+        // Only another loader's lock is worth waiting for; a file that is no
+        // database, say, fails at once.
+        const bool held = result.ok() || result.status == kTransactionFailed;
+        if (JournalMode(m_db.get()) == "wal" || !held ||
+            std::chrono::steady_clock::now() > giveUp) {
             break;
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
