@@ -7,14 +7,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "../support/messageCapture.h"
+#include "../support/thrown.h"
 #include "commandLine.h"
-#include "krlAssertError.h"
 #include "messenger.h"
 #include "programGlobals.h"
 
@@ -63,7 +61,7 @@ std::vector<std::string> Without(const std::string& option) {
 TEST(CommandLine, GivesTheRunOptionsOrRefusesWithItsMessage) {
     // A bare error-log name passes only when that file exists here.
     const std::string bareLog = "afp-existing-" + std::to_string(::getpid()) + ".log";
-    std::ofstream(bareLog).put('\n');
+    WriteFile(bareLog, "\n");
     const std::string base = "audit.db|SQ||ann|secret|/tmp|";
     const struct {
         std::vector<std::string> arguments;
@@ -117,24 +115,16 @@ TEST(CommandLine, ShortConnectTextOrEmptyValueThrowsOutOfRange) {
 // of its own.
 class ConfigurationFile : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char directory[] = "/tmp/afp-conf-XXXXXX";
-        ASSERT_NE(::mkdtemp(directory), nullptr);
-        m_directory = std::string(directory) + "/";
-        m_previous = g_pgm_dir;
-        g_pgm_dir = m_directory.c_str();
-    }
-    void TearDown() override {
-        g_pgm_dir = m_previous;
-        std::filesystem::remove_all(m_directory);
-    }
+    void SetUp() override { g_pgm_dir = m_programDirectory.c_str(); }
+    void TearDown() override { g_pgm_dir = m_previous; }
     void Load(const std::string& content, AFPOptions& options) {
-        std::ofstream(m_directory + "qxesafp.conf", std::ios::binary) << content;
+        WriteFile(m_directory / "qxesafp.conf", content);
         options.LoadConfFileOptions();
     }
 
-    std::string m_directory;
-    const char* m_previous = nullptr;
+    ScratchDirectory m_directory;
+    const std::string m_programDirectory = m_directory.path() + "/";
+    const char* m_previous = g_pgm_dir;
 };
 
 TEST_F(ConfigurationFile, ReadsEachKeyAsWritten) {
@@ -182,13 +172,9 @@ TEST_F(ConfigurationFile, UnknownKeyIsAnAssertionAfterTheLinesBeforeIt) {
     };
     for (const auto& c : cases) {
         AFPOptions options;
-        try {
-            Load(c.content, options);
-            ADD_FAILURE() << "no assertion for " << c.content;
-        } catch (const KRLAssertError& error) {
-            EXPECT_EQ(error.getErrorCodeMessage(), "KRL_ASSERT(FALSE);");
-            EXPECT_EQ(error.getBackTrace().at(0).line, 148);
-        }
+        EXPECT_EQ(Thrown([&] { Load(c.content, options); }, true),
+                  "KRL_ASSERT(FALSE); at auditfileprocessor/source/afpoptions:148")
+            << c.content;
         EXPECT_EQ(options.transactionRowCount, c.rowCount) << c.content;
     }
 }

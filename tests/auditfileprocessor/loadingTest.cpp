@@ -7,6 +7,7 @@
 
 #include "../support/auditFiles.h"
 #include "../support/messageCapture.h"
+#include "../support/thrown.h"
 #include "afpOptions.h"
 #include "cppWebException.h"
 #include "parser.h"
@@ -196,13 +197,9 @@ TEST_P(LoadingTest, MissingDirectoryStopsTheRunNamingIt) {
     AFPOptions options;
     options.auditLocation = m_dir / "missing";
     Parser parser(options, &m_database.db(), "/");
-    try {
-        parser.ParseDir();
-        ADD_FAILURE() << "a missing directory must stop the run";
-    } catch (const CPPWebException& error) {
-        EXPECT_EQ(error.getErrorCodeMessage().rfind("AFP-0022:", 0), 0u);
-        EXPECT_NE(error.getErrorCodeMessage().find(m_dir / "missing"), std::string::npos);
-    }
+    const std::string text = Thrown([&] { parser.ParseDir(); });
+    EXPECT_EQ(text.rfind("AFP-0022:", 0), 0u) << text;
+    EXPECT_NE(text.find(m_dir / "missing"), std::string::npos) << text;
 }
 
 // Through the program: the stopping line, its cause and the run's error code
@@ -233,8 +230,6 @@ TEST_P(LoadingTest, StoppedFileIsRenamedWithItsResumeLineAndResumedByTheNextRun)
     EXPECT_EQ(Hosts(), HostNames(3, 5));
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, LoadingTest,
-                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-                         TestBackendName());
+AFP_ON_BOTH_BACKENDS(LoadingTest);
 
 }  // namespace

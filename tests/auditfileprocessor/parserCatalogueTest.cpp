@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "afpOptions.h"
-#include "cppWebException.h"
 #include "parser.h"
 #include "testDatabase.h"
+#include "thrown.h"
 
 namespace {
 
@@ -44,22 +44,16 @@ TEST_P(ParserCatalogueTest, EveryAuditTableIsDescribedInDatabaseOrder) {
 
 TEST_P(ParserCatalogueTest, MissingTableStopsTheRunWithItsCause) {
     m_database.exec("DROP TABLE QXES_LEVEL_USAGE");
-    try {
-        ParserUnderTest parser(AFPOptions(), &m_database.db(), "/");
-        ADD_FAILURE() << "a missing audit table must stop the run";
-    } catch (const CPPWebException& error) {
-        const std::string& text = error.getErrorCodeMessage();
-        EXPECT_EQ(text.rfind("AFP-0006:", 0), 0u) << text;
-        // PostgreSQL names the table in lower case.
-        EXPECT_TRUE(text.find("QXES_LEVEL_USAGE") != std::string::npos ||
-                    text.find("qxes_level_usage") != std::string::npos)
-            << text;
-    }
+    const std::string text =
+        Thrown([&] { ParserUnderTest parser(AFPOptions(), &m_database.db(), "/"); });
+    EXPECT_EQ(text.rfind("AFP-0006:", 0), 0u) << text;
+    // PostgreSQL names the table in lower case.
+    EXPECT_TRUE(text.find("QXES_LEVEL_USAGE") != std::string::npos ||
+                text.find("qxes_level_usage") != std::string::npos)
+        << text;
     EXPECT_FALSE(m_database.db().isTransactionOpen());
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, ParserCatalogueTest,
-                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-                         TestBackendName());
+AFP_ON_BOTH_BACKENDS(ParserCatalogueTest);
 
 }  // namespace

@@ -345,8 +345,6 @@ TEST_P(HandlerTest, ShortLinesAreRefusedWithoutReadingPastTheEnd) {
     EXPECT_THROW(Take(kRequest, shortLine), std::out_of_range);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, HandlerTest,
-                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-                         TestBackendName());
+AFP_ON_BOTH_BACKENDS(HandlerTest);
 
 }  // namespace

@@ -81,13 +81,12 @@ TEST(ParserResumeNumber, ReadsOnlyAllDigitTextBetweenTheNamesLastTwoDots) {
 }
 
 TEST_F(ParserLineTest, AddLineToAuditFilenameKeepsEarlierNumbers) {
-    auditFiles::ScratchDirectory dir;
-    auditFiles::WriteFile(dir / "qxes_audit_b.120.log", "x");
-    auditFiles::WriteFile(dir / "qxes_audit_c.4.log", "x");
+    ScratchDirectory dir;
+    WriteFile(dir / "qxes_audit_b.120.log", "x");
+    WriteFile(dir / "qxes_audit_c.4.log", "x");
     m_parser->AddLineToAuditFilename(dir / "qxes_audit_b.120.log", 340);
     m_parser->AddLineToAuditFilename(dir / "qxes_audit_c.4.log", 4);
-    EXPECT_EQ(auditFiles::NamesIn(dir.path()),
-              (Fields{"qxes_audit_b.120.340.log", "qxes_audit_c.4.log"}));
+    EXPECT_EQ(NamesIn(dir.path()), (Fields{"qxes_audit_b.120.340.log", "qxes_audit_c.4.log"}));
 
     MessageCapture capture;
     m_parser->AddLineToAuditFilename(dir / "qxes_audit_missing.log", 7);

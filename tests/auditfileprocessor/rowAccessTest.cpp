@@ -25,8 +25,6 @@
 
 namespace {
 
-using Rows = std::vector<std::vector<std::string>>;
-
 // Points the SQL dump at a temporary file for the lifetime of the object.
 class SqlDumpCapture {
   public:
@@ -176,9 +174,7 @@ class AccessorsTest : public ::testing::TestWithParam<TestBackend> {
         m_db = &m_database.db();
         m_db->startTransaction();
         // The catalogue as the loader reads it: an empty query per table.
-        for (const char* name :
-             {"QXES_DISPATCHER", "QXES_SESSION", "QXES_REQUEST", "QXES_ADMIN_SOURCE",
-              "QXES_USER_SOURCE", "QXES_DIM_USAGE", "QXES_MEASURE_USAGE", "QXES_LEVEL_USAGE"}) {
+        for (const char* name : kAuditTables) {
             m_tables.emplace_back(name);
             SqlDA* descriptor = m_db->execute(std::string("SELECT * FROM ") + name, SQLDB::kQuery);
             ASSERT_NE(descriptor, nullptr) << name;
@@ -406,8 +402,6 @@ TEST_P(AccessorsTest, OnlyWholeNumbersInRangeAndRealDatesAreRunOthersAreOnlyDump
               (Rows{{"9223372036854775807"}}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, AccessorsTest,
-                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-                         TestBackendName());
+AFP_ON_BOTH_BACKENDS(AccessorsTest);
 
 }  // namespace

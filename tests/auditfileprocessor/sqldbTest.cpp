@@ -2,38 +2,24 @@
 // on PostgreSQL.
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "cppWebException.h"
+#include "../support/processRunner.h"
 #include "dataAccessLayer.h"
 #include "sqldbapi.h"
 #include "testDatabase.h"
+#include "thrown.h"
 
 namespace {
 
 using namespace std::string_literals;
-using Rows = std::vector<std::vector<std::string>>;
-
-// The text of the CPPWebException that `action` raises.
-template <typename Action>
-std::string FailureText(Action action) {
-    try {
-        action();
-    } catch (const CPPWebException& error) {
-        return error.getErrorCodeMessage();
-    }
-    return "<no exception>";
-}
 
 bool StartsWith(const std::string& text, const std::string& prefix) {
     return text.compare(0, prefix.size(), prefix) == 0;
@@ -138,7 +124,7 @@ TEST_P(SqldbTest, FailingStatementKeepsItsNeighboursInTheTransaction) {
         SQLDB& db = m_database.db();
         db.startTransaction();
         Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('before')");
-        const std::string text = FailureText([&] { db.execute(c.statement, c.type); });
+        const std::string text = Thrown([&] { db.execute(c.statement, c.type); });
         EXPECT_TRUE(StartsWith(text, c.expectedPrefix)) << text;
         EXPECT_GT(text.size(), c.expectedPrefix.size()) << "the database's reason is missing";
         EXPECT_EQ(db.lastStatus(), -1);
@@ -152,13 +138,13 @@ TEST_P(SqldbTest, FailingStatementKeepsItsNeighboursInTheTransaction) {
 
 TEST_P(SqldbTest, MisuseRaisesTheSessionAssertions) {
     SQLDB& db = m_database.db();
-    EXPECT_EQ(FailureText([&] { db.execute("SELECT * FROM QXES_SESSION", SQLDB::kQuery); }),
+    EXPECT_EQ(Thrown([&] { db.execute("SELECT * FROM QXES_SESSION", SQLDB::kQuery); }),
               "KRL_ASSERT(m_trHandle != NULL);");
-    EXPECT_EQ(FailureText([&] { db.fetch(); }), "KRL_ASSERT(m_crHandle != NULL);");
+    EXPECT_EQ(Thrown([&] { db.fetch(); }), "KRL_ASSERT(m_crHandle != NULL);");
     db.startTransaction();
-    EXPECT_EQ(FailureText([&] { db.startTransaction(); }), "KRL_ASSERT(m_trHandle == NULL);");
+    EXPECT_EQ(Thrown([&] { db.startTransaction(); }), "KRL_ASSERT(m_trHandle == NULL);");
     Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('s1')");
-    EXPECT_EQ(FailureText([&] { db.fetch(); }), "KRL_ASSERT(m_crHandle != NULL);");
+    EXPECT_EQ(Thrown([&] { db.fetch(); }), "KRL_ASSERT(m_crHandle != NULL);");
     db.commit(0);
 }
 
@@ -170,7 +156,7 @@ TEST_P(SqldbTest, ConcurrentLoadersWaitForEachOtherInsteadOfFailing) {
     Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('first')");
     std::string secondFailure;
     std::thread other([&] {
-        secondFailure = FailureText([&] {
+        secondFailure = Thrown([&] {
             second.startTransaction();
             second.execute("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('second')",
                            SQLDB::kUpdate);
@@ -186,32 +172,25 @@ TEST_P(SqldbTest, ConcurrentLoadersWaitForEachOtherInsteadOfFailing) {
     EXPECT_EQ(m_database.countRows("QXES_SESSION"), 2);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, SqldbTest,
-                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-                         TestBackendName());
+AFP_ON_BOTH_BACKENDS(SqldbTest);
 
 TEST(SqldbConnectTest, UnknownTypeAndSqliteFilesThatAreNoAuditDatabaseAreRefusedByName) {
     SQLDB db;
-    const std::string text = FailureText([&] { db.connect("audit", "", "OR", "u", "p"); });
+    const std::string text = Thrown([&] { db.connect("audit", "", "OR", "u", "p"); });
     for (const char* type : {"\"OR\"", "\"SQ\"", "\"PG\""}) {
         EXPECT_NE(text.find(type), std::string::npos) << text;
     }
     for (const char* content : {"", "not a database\n"}) {  // "": no file at all
-        char dir[] = "/tmp/afp-missing-XXXXXX";
-        ASSERT_NE(mkdtemp(dir), nullptr);
-        const std::string path = std::string(dir) + "/audit.db";
+        ScratchDirectory dir;
+        const std::string path = dir / "audit.db";
         if (*content != '\0') {
-            std::ofstream(path) << content;
+            WriteFile(path, content);
         }
         SQLDB sqlite;
-        const std::string refused = FailureText([&] { sqlite.connect(path, "", "SQ", "u", "p"); });
+        const std::string refused = Thrown([&] { sqlite.connect(path, "", "SQ", "u", "p"); });
         EXPECT_TRUE(StartsWith(refused, "Attach to database failed with status -3. ")) << refused;
         EXPECT_NE(refused.find(path), std::string::npos) << refused;
-        EXPECT_EQ(access(path.c_str(), F_OK) == 0, *content != '\0') << "created: " << path;
-        for (const char* suffix : {"", "-wal", "-shm"}) {
-            std::remove((path + suffix).c_str());
-        }
-        rmdir(dir);
+        EXPECT_EQ(std::filesystem::exists(path), *content != '\0') << "created: " << path;
     }
 }
 
@@ -235,7 +214,7 @@ TEST_F(PostgresSessionTest, UserAndPasswordAreQuotedAndNeedBothPlaceholders) {
     m_database.exec("DROP ROLE \"" + user + "\"");
     // With one "%s" the user is filled in, but the password is never given.
     SQLDB db;
-    const std::string text = FailureText([&] {
+    const std::string text = Thrown([&] {
         db.connect(m_database.dbName(), connect.substr(0, connect.find(" user=")) + " user=%s",
                    "PG", m_database.dbUser(), m_database.dbPassword());
     });
@@ -248,7 +227,7 @@ TEST_F(PostgresSessionTest, FailedCommitIsRaisedAndEndsTheTransaction) {
     db.startTransaction();
     db.execute("INSERT INTO DEFERRED_CHECK VALUES (1)", SQLDB::kUpdate);
     db.execute("INSERT INTO DEFERRED_CHECK VALUES (1)", SQLDB::kUpdate);
-    const std::string text = FailureText([&] { db.commit(1); });
+    const std::string text = Thrown([&] { db.commit(1); });
     EXPECT_TRUE(StartsWith(text, "Commit failed with status -2. ")) << text;
     EXPECT_FALSE(db.isTransactionOpen());
     db.startTransaction();

@@ -72,8 +72,6 @@ TEST_P(ConcurrentLoadersTest, TwoLoadersShareOneDirectoryWithoutLoadingAFileTwic
     LoadAndCompare({directory, directory});
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, ConcurrentLoadersTest,
-                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-                         TestBackendName());
+AFP_ON_BOTH_BACKENDS(ConcurrentLoadersTest);
 
 }  // namespace

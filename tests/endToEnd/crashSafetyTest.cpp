@@ -131,9 +131,7 @@ TEST_P(CrashSafetyTest, RunsKilledAtRandomMomentsThenResumedLoadTheRowsOfOneRun)
     EXPECT_GT(claimsLeft, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, CrashSafetyTest,
-                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-                         TestBackendName());
+AFP_ON_BOTH_BACKENDS(CrashSafetyTest);
 
 // The codes and names of a request's usage wait in memory for its counts line,
 // so a request whose usage lines span two files keeps its usage rows only when

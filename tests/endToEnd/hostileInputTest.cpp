@@ -194,8 +194,6 @@ TEST_P(HostileInputTest, BadFilesAreSetAsideWithTheirMessageAndOnlyGoodLinesAreL
               (Rows{{kQuotedUser}}));
 }
 
-INSTANTIATE_TEST_SUITE_P(Backends, HostileInputTest,
-                         ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL),
-                         TestBackendName());
+AFP_ON_BOTH_BACKENDS(HostileInputTest);
 
 }  // namespace

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "krlAssertError.h"
+#include "../support/thrown.h"
 
 namespace {
 
@@ -71,25 +71,17 @@ TEST(BuildUsageArray, MalformedBlobsAssertWithTextAndLine) {
     };
     for (const auto& c : cases) {
         UsageArray usage(c.filled ? 1 : 0);
-        try {
-            qxdsUsageInfoHelper::buildUsageArray(c.code, c.name, c.data, usage);
-            ADD_FAILURE() << c.text << ": no assertion";
-        } catch (const KRLAssertError& e) {
-            EXPECT_EQ(e.getErrorCodeMessage(), c.text);
-            EXPECT_EQ(e.getBackTrace().at(0).file, "source/qxdsUsageInfoHelper");
-            EXPECT_EQ(e.getBackTrace().at(0).line, c.line) << c.text;
-        }
+        EXPECT_EQ(
+            Thrown([&] { qxdsUsageInfoHelper::buildUsageArray(c.code, c.name, c.data, usage); },
+                   true),
+            c.text + " at source/qxdsUsageInfoHelper:" + std::to_string(c.line));
     }
 }
 
 TEST(GenerateUsageArrayAsXMLFragment, EmptyArrayAsserts) {
     std::string untouched;
-    try {
-        qxdsUsageInfoHelper::generateUsageArrayAsXMLFragment({}, untouched);
-        ADD_FAILURE() << "no assertion";
-    } catch (const KRLAssertError& e) {
-        EXPECT_EQ(e.getErrorCodeMessage(), "KRL_ASSERT(usageArray.size());");
-    }
+    EXPECT_EQ(Thrown([&] { qxdsUsageInfoHelper::generateUsageArrayAsXMLFragment({}, untouched); }),
+              "KRL_ASSERT(usageArray.size());");
     EXPECT_TRUE(untouched.empty());
 }
 

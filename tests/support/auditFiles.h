@@ -1,26 +1,15 @@
-// What the loader's tests share: scratch directories, audit files built line
-// by line, loader runs (to the end, or killed midway), and the eight audit
-// tables read back as sorted text so that two loads can be compared.
+// What the loader's tests share: audit files built line by line, loader and
+// writer runs, and the eight audit tables read back as sorted text so that two
+// loads can be compared.
 //   ScratchDirectory dir;
 //   WriteFile(dir / "qxes_audit_1.log", AuditFile({Startup("host1"), Stopper()}));
 //   RunLoader(database, dir.path(), 10);
 //   EXPECT_EQ(DumpTables(reference), DumpTables(database));
 #pragma once
 
-#include <signal.h>
-#include <stdlib.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <map>
 #include <string>
-#include <system_error>
-#include <thread>
 #include <vector>
 
 #include "auditSupport.h"
@@ -30,46 +19,8 @@
 namespace auditFiles {
 
 using Fields = std::vector<std::string>;
-using Rows = std::vector<std::vector<std::string>>;
 
 const char kStamp[] = "2011-03-04:17:05:09.042";
-const char* const kAuditTables[] = {"QXES_DISPATCHER",    "QXES_SESSION",     "QXES_REQUEST",
-                                    "QXES_ADMIN_SOURCE",  "QXES_USER_SOURCE", "QXES_DIM_USAGE",
-                                    "QXES_MEASURE_USAGE", "QXES_LEVEL_USAGE"};
-
-// A directory removed with its contents at the end of the test.
-class ScratchDirectory {
-  public:
-    ScratchDirectory() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "afptestXXXXXX").string();
-        if (::mkdtemp(pattern.data()) != nullptr) {
-            m_path = pattern;
-        }
-    }
-    ~ScratchDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_path, ignored);
-    }
-    ScratchDirectory(const ScratchDirectory&) = delete;
-    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-    const std::string& path() const { return m_path; }
-    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
-
-  private:
-    std::string m_path;
-};
-
-// The names in a directory, sorted.
-inline std::vector<std::string> NamesIn(const std::string& directory) {
-    std::vector<std::string> names;
-    std::error_code ignored;
-    for (const auto& entry : std::filesystem::directory_iterator(directory, ignored)) {
-        names.push_back(entry.path().filename().string());
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
 
 // The names that a later run still has to load: everything not set aside.
 inline std::vector<std::string> PendingFiles(const std::string& directory) {
@@ -81,12 +32,6 @@ inline std::vector<std::string> PendingFiles(const std::string& directory) {
     }
     return pending;
 }
-
-inline void WriteFile(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-}
-
-using processRunnerDetail::ReadFile;
 
 inline size_t Count(const std::string& text, const std::string& part) {
     size_t count = 0;
@@ -209,64 +154,5 @@ inline ProcessResult Generate(const std::string& directory, unsigned seed, unsig
     return RunProcess(command);
 }
 #endif
-
-// A program run in a child process that the test may kill at any moment; the
-// destructor kills and reaps a child still running.
-class ChildProcess {
-  public:
-    explicit ChildProcess(const std::vector<std::string>& arguments) {
-        char outPath[] = "/tmp/afp-child-out-XXXXXX";
-        const int outFile = ::mkstemp(outPath);
-        m_outPath = outPath;
-        std::vector<char*> argv;
-        for (const std::string& argument : arguments) {
-            argv.push_back(const_cast<char*>(argument.c_str()));
-        }
-        argv.push_back(nullptr);
-        std::fflush(nullptr);
-        m_pid = outFile < 0 ? -1 : ::fork();
-        if (m_pid == 0) {
-            ::dup2(outFile, 1);
-            ::dup2(outFile, 2);
-            ::execv(argv[0], argv.data());
-            ::_exit(127);
-        }
-        ::close(outFile);
-    }
-    ~ChildProcess() {
-        KillAfter(std::chrono::microseconds(0));
-        std::remove(m_outPath.c_str());
-    }
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
-
-    bool started() const { return m_pid > 0; }
-
-    // Waits `delay`, then kills the child unless it has ended by itself (it
-    // then waits as a zombie, so the identifier is still its own). True when
-    // the kill is what ended it.
-    bool KillAfter(std::chrono::microseconds delay) {
-        std::this_thread::sleep_for(delay);
-        if (m_pid > 0 && !m_reaped) {
-            ::kill(m_pid, SIGKILL);
-        }
-        return Wait() == 128 + SIGKILL;
-    }
-    // Waits for the end; the exit code, or 128 + the signal that ended it.
-    int Wait() {
-        while (m_pid > 0 && !m_reaped) {
-            m_reaped = ::waitpid(m_pid, &m_status, 0) == m_pid || errno != EINTR;
-        }
-        return WIFSIGNALED(m_status) ? 128 + WTERMSIG(m_status) : WEXITSTATUS(m_status);
-    }
-    // What the child wrote to standard output and standard error.
-    std::string output() const { return ReadFile(m_outPath); }
-
-  private:
-    pid_t m_pid = -1;
-    int m_status = 0;
-    bool m_reaped = false;
-    std::string m_outPath;
-};
 
 }  // namespace auditFiles

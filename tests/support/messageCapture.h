@@ -35,7 +35,7 @@ class MessageCapture {
         if (Messenger::m_fpErrorLogFile != nullptr) {
             std::fflush(Messenger::m_fpErrorLogFile);
         }
-        return processRunnerDetail::ReadFile(m_path);
+        return ReadFile(m_path);
     }
 
   private:

@@ -1,27 +1,28 @@
-// Runs a program as a user would and collects what it printed and its exit
-// status, for end-to-end tests.
-//   ProcessResult result = RunProcess({AFP_PROGRAM, "-dbname", "x"});
+// What tests that work with files and programs share: scratch directories,
+// files read and written whole, and programs run as a user would run them,
+// to the end or killed midway.
+//   ScratchDirectory dir;
+//   ProcessResult result = RunProcess({AFP_PROGRAM, "-auditlocation", dir.path()});
 //   EXPECT_NE(result.out.find("AFP-0015:"), std::string::npos);
 #pragma once
 
 #include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <system_error>
+#include <thread>
 #include <vector>
-
-struct ProcessResult {
-    int exitStatus = -1;  // the exit code, or 128 + the signal that ended it
-    std::string out;
-    std::string err;
-};
-
-namespace processRunnerDetail {
 
 inline std::string ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
@@ -30,42 +31,119 @@ inline std::string ReadFile(const std::string& path) {
     return content.str();
 }
 
-}  // namespace processRunnerDetail
+inline void WriteFile(const std::string& path, const std::string& content) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+}
 
-// Runs arguments[0], searched on PATH, with standard input from /dev/null.
-// Run "env" first to change the child's environment.
-inline ProcessResult RunProcess(const std::vector<std::string>& arguments) {
-    char outPath[] = "/tmp/afp-out-XXXXXX";
-    char errPath[] = "/tmp/afp-err-XXXXXX";
-    const int outFile = ::mkstemp(outPath);
-    const int errFile = ::mkstemp(errPath);
-    ProcessResult result;
-    std::fflush(nullptr);
-    const pid_t child = outFile < 0 || errFile < 0 || arguments.empty() ? -1 : ::fork();
-    if (child == 0) {
-        ::dup2(::open("/dev/null", O_RDONLY), 0);
-        ::dup2(outFile, 1);
-        ::dup2(errFile, 2);
+// The names in a directory, sorted.
+inline std::vector<std::string> NamesIn(const std::string& directory) {
+    std::vector<std::string> names;
+    std::error_code ignored;
+    for (const auto& entry : std::filesystem::directory_iterator(directory, ignored)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// A directory removed with its contents at the end of the test.
+class ScratchDirectory {
+  public:
+    ScratchDirectory() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "afptestXXXXXX").string();
+        if (::mkdtemp(pattern.data()) != nullptr) {
+            m_path = pattern;
+        }
+    }
+    ~ScratchDirectory() {
+        std::error_code ignored;
+        std::filesystem::remove_all(m_path, ignored);
+    }
+    ScratchDirectory(const ScratchDirectory&) = delete;
+    ScratchDirectory& operator=(const ScratchDirectory&) = delete;
+
+    const std::string& path() const { return m_path; }
+    std::string operator/(const std::string& name) const { return m_path + "/" + name; }
+
+  private:
+    std::string m_path;
+};
+
+struct ProcessResult {
+    int exitStatus = -1;  // the exit code, or 128 + the signal that ended it
+    std::string out;
+    std::string err;
+};
+
+// arguments[0], searched on PATH, run in a child process with standard input
+// from /dev/null ("env" first changes its environment). The test may kill it
+// at any moment; the destructor kills and reaps a child still running.
+class ChildProcess {
+  public:
+    explicit ChildProcess(const std::vector<std::string>& arguments) {
+        char outPath[] = "/tmp/afp-out-XXXXXX", errPath[] = "/tmp/afp-err-XXXXXX";
+        const int outFile = ::mkstemp(outPath), errFile = ::mkstemp(errPath);
+        m_outPath = outPath;
+        m_errPath = errPath;
         std::vector<char*> argv;
         for (const std::string& argument : arguments) {
             argv.push_back(const_cast<char*>(argument.c_str()));
         }
         argv.push_back(nullptr);
-        ::execvp(argv[0], argv.data());
-        ::_exit(127);
+        std::fflush(nullptr);
+        m_pid = outFile < 0 || errFile < 0 || arguments.empty() ? -1 : ::fork();
+        if (m_pid == 0) {
+            ::dup2(::open("/dev/null", O_RDONLY), 0);
+            ::dup2(outFile, 1);
+            ::dup2(errFile, 2);
+            ::execvp(argv[0], argv.data());
+            ::_exit(127);
+        }
+        ::close(outFile);
+        ::close(errFile);
     }
-    int status = 0;
-    while (child > 0 && ::waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    ~ChildProcess() {
+        KillAfter(std::chrono::microseconds(0));
+        std::remove(m_outPath.c_str());
+        std::remove(m_errPath.c_str());
     }
-    if (child > 0) {
-        result.exitStatus = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+
+    bool started() const { return m_pid > 0; }
+
+    // Waits `delay`, then kills the child unless it has ended by itself (it
+    // then waits as a zombie, so the identifier is still its own). True when
+    // the kill is what ended it.
+    bool KillAfter(std::chrono::microseconds delay) {
+        std::this_thread::sleep_for(delay);
+        if (m_pid > 0 && !m_reaped) {
+            ::kill(m_pid, SIGKILL);
+        }
+        return Wait() == 128 + SIGKILL;
     }
-    for (const int file : {outFile, errFile}) {
-        ::close(file);
+    // Waits for the end; the exit code, or 128 + the signal that ended it.
+    int Wait() {
+        while (m_pid > 0 && !m_reaped) {
+            m_reaped = ::waitpid(m_pid, &m_status, 0) == m_pid || errno != EINTR;
+        }
+        return m_pid <= 0              ? -1
+               : WIFSIGNALED(m_status) ? 128 + WTERMSIG(m_status)
+                                       : WEXITSTATUS(m_status);
     }
-    result.out = processRunnerDetail::ReadFile(outPath);
-    result.err = processRunnerDetail::ReadFile(errPath);
-    std::remove(outPath);
-    std::remove(errPath);
-    return result;
+    std::string out() const { return ReadFile(m_outPath); }
+    std::string err() const { return ReadFile(m_errPath); }
+    std::string output() const { return out() + err(); }
+
+  private:
+    pid_t m_pid = -1;
+    int m_status = 0;
+    bool m_reaped = false;
+    std::string m_outPath, m_errPath;
+};
+
+inline ProcessResult RunProcess(const std::vector<std::string>& arguments) {
+    ChildProcess child(arguments);
+    const int exitStatus = child.Wait();
+    return {exitStatus, child.out(), child.err()};
 }

@@ -24,11 +24,9 @@ struct TestDatabase::Native {
 
 namespace {
 
-using Rows = std::vector<std::vector<std::string>>;
-
 std::string Schema(const std::string& fileName) {
     const std::string path = std::string(AFP_SOURCE_DIR) + "/schema/" + fileName;
-    const std::string schema = processRunnerDetail::ReadFile(path);
+    const std::string schema = ReadFile(path);
     if (schema.empty()) {
         throw std::runtime_error("cannot read the schema file " + path);
     }
@@ -157,7 +155,7 @@ SQLDB& TestDatabase::db() {
     return *m_db;
 }
 
-std::vector<std::vector<std::string>> TestDatabase::query(const std::string& sql) {
+Rows TestDatabase::query(const std::string& sql) {
     if (m_native->sqlite != nullptr) {
         return SqliteQuery(m_native->sqlite, sql);
     }

@@ -4,8 +4,7 @@
 // Results are read back through the database's own client library,
 // independently of the code under test.
 //   TestDatabase m_database{GetParam()};  // in SetUp: AFP_REQUIRE_DATABASE(m_database);
-//   INSTANTIATE_TEST_SUITE_P(Backends, Suite, ::testing::Values(TestBackend::kSQLite,
-//                            TestBackend::kPostgreSQL), TestBackendName());
+//   AFP_ON_BOTH_BACKENDS(Suite);
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,6 +17,8 @@
 
 #include "sqldbapi.h"
 
+using Rows = std::vector<std::vector<std::string>>;
+
 enum class TestBackend { kSQLite, kPostgreSQL };
 
 inline std::string BackendName(TestBackend backend) {
@@ -27,12 +28,17 @@ inline void PrintTo(TestBackend backend, std::ostream* stream) {
     *stream << BackendName(backend);
 }
 
-// Names the instances of a value-parameterised suite after their backend.
-struct TestBackendName {
-    std::string operator()(const ::testing::TestParamInfo<TestBackend>& info) const {
-        return BackendName(info.param);
-    }
-};
+// Runs every case of a value-parameterised suite on both backends, each
+// instance named after its backend.
+#define AFP_ON_BOTH_BACKENDS(Suite)                                                         \
+    INSTANTIATE_TEST_SUITE_P(                                                               \
+        Backends, Suite, ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL), \
+        [](const ::testing::TestParamInfo<TestBackend>& info) { return BackendName(info.param); })
+
+// The eight audit tables, in the order the schema creates them.
+const char* const kAuditTables[] = {"QXES_DISPATCHER",    "QXES_SESSION",     "QXES_REQUEST",
+                                    "QXES_ADMIN_SOURCE",  "QXES_USER_SOURCE", "QXES_DIM_USAGE",
+                                    "QXES_MEASURE_USAGE", "QXES_LEVEL_USAGE"};
 
 class TestDatabase {
   public:
@@ -59,7 +65,7 @@ class TestDatabase {
     // Runs SQL (one or more statements) through the native client and returns
     // the rows as text, the SQL null as "NULL"; throws std::runtime_error with
     // the database's reason on failure.
-    std::vector<std::vector<std::string>> query(const std::string& sql);
+    Rows query(const std::string& sql);
     void exec(const std::string& sql) { query(sql); }
     long long countRows(const std::string& table) {
         return std::stoll(query("SELECT COUNT(*) FROM " + table).at(0).at(0));

@@ -13,8 +13,6 @@
 namespace {
 
 using auditFiles::Fields;
-using auditFiles::ReadFile;
-using auditFiles::ScratchDirectory;
 
 struct RecordedFile {
     std::string name;
@@ -96,7 +94,7 @@ TEST(Qxesauditgen, SameSeedGivesTheSameBytesAndAnotherSeedDoesNot) {
     Generate(third.path(), 78);
     auto contents = [](const std::string& directory) {
         std::map<std::string, std::string> files;
-        for (const std::string& name : auditFiles::NamesIn(directory)) {
+        for (const std::string& name : NamesIn(directory)) {
             files[name] = ReadFile(directory + "/" + name);
         }
         return files;
