@@ -14,7 +14,6 @@ target_link_libraries(afp_parser PUBLIC afp_rowaccess afp_database afp_usage afp
 if(AFP_TESTS)
     add_executable(afp_parser_tests
         tests/auditfileprocessor/parserLineTest.cpp
-        tests/auditfileprocessor/parserCatalogueTest.cpp
         tests/auditfileprocessor/loadingTest.cpp
         tests/auditfileprocessor/auditFileClaimTest.cpp
         tests/auditfileprocessor/auditLineCheckTest.cpp)

@@ -16,9 +16,9 @@ target_link_libraries(afp_rowaccess PUBLIC afp_database afp_driver afp_runtime)
 
 if(AFP_TESTS)
     # Value checks and statement text, then the accessors against real SQLite
-    # and PostgreSQL databases.
+    # and PostgreSQL databases, over the catalogue that the loader reads.
     add_executable(afp_rowaccess_tests tests/auditfileprocessor/rowAccessTest.cpp)
-    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_testdatabase
+    target_link_libraries(afp_rowaccess_tests PRIVATE afp_parser afp_testdatabase
         GTest::gtest_main)
     gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
 endif()

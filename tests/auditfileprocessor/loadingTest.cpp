@@ -193,6 +193,17 @@ TEST_P(LoadingTest, DeletionRemovesOnlyDisposableFiles) {
     EXPECT_EQ(Hosts(), Names{"host1"});
 }
 
+TEST_P(LoadingTest, MissingAuditTableStopsTheRunWithItsCause) {
+    m_database.exec("DROP TABLE QXES_LEVEL_USAGE");
+    const std::string text = Thrown([&] { Parser parser(AFPOptions(), &m_database.db(), "/"); });
+    EXPECT_EQ(text.rfind("AFP-0006:", 0), 0u) << text;
+    // PostgreSQL names the table in lower case.
+    EXPECT_TRUE(text.find("QXES_LEVEL_USAGE") != std::string::npos ||
+                text.find("qxes_level_usage") != std::string::npos)
+        << text;
+    EXPECT_FALSE(m_database.db().isTransactionOpen());
+}
+
 TEST_P(LoadingTest, MissingDirectoryStopsTheRunNamingIt) {
     AFPOptions options;
     options.auditLocation = m_dir / "missing";

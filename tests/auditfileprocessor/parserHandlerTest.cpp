@@ -100,7 +100,6 @@ class HandlerTest : public ::testing::TestWithParam<TestBackend> {
         m_database.db().startTransaction();
         return rows;
     }
-    Rows Count(const std::string& table) { return Query("SELECT COUNT(*) FROM " + table); }
     void EmptyTables() {
         m_database.db().commit(1);
         for (const char* table : kAuditTables) {
@@ -334,7 +333,7 @@ TEST_P(HandlerTest, StartupSplitsMachineAndPortAtTheFirstColon) {
         EXPECT_EQ(m_parser->machineName, c.machine) << c.message;
         EXPECT_EQ(m_parser->machinePort, c.port) << c.message;
     }
-    EXPECT_EQ(Count("QXES_DISPATCHER"), Rows{{"0"}});
+    EXPECT_EQ(Query("SELECT COUNT(*) FROM QXES_DISPATCHER"), Rows{{"0"}});
 }
 
 TEST_P(HandlerTest, ShortLinesAreRefusedWithoutReadingPastTheEnd) {

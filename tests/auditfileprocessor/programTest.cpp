@@ -50,12 +50,10 @@ TEST(Program, UsageAndRefusalsNameTheProblemAndEndNormally) {
 }
 
 TEST(Program, WithoutItsCatalogueStillShowsMessageNumbers) {
-    char directory[] = "/tmp/afp-nocatalogue-XXXXXX";
-    ASSERT_NE(::mkdtemp(directory), nullptr);
-    const std::string copy = std::string(directory) + "/qxesauditfileprocessor";
+    ScratchDirectory directory;
+    const std::string copy = directory / "qxesauditfileprocessor";
     std::filesystem::copy_file(kProgram, copy);
     const ProcessResult result = RunProcess({copy, "-dbname", "A", "-dbuser", "B", "-q", "x"});
-    std::filesystem::remove_all(directory);
     EXPECT_EQ(result.exitStatus, 0);
     EXPECT_EQ(result.out, "AFP-0042: -q\nAFP-0008:\n");
     EXPECT_TRUE(Contains(result.err, "afpmsg.cat")) << result.err;

@@ -4,23 +4,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <string>
+
+#include "../support/processRunner.h"
 
 namespace {
 
 class DirectoryListerTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        std::string pattern = (std::filesystem::temp_directory_path() / "listerXXXXXX").string();
-        ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-        m_dir = pattern;
         for (const char* file :
              {"qxes_audit.log", "qxes_audit_1.LOG", "other.log", "a.txt", "log"}) {
-            std::ofstream(Path(file)).put('x');
+            WriteFile(Path(file), "x");
         }
         ASSERT_EQ(mkdir(Path("qxes_audit_d.log").c_str(), 0700), 0);
         ASSERT_EQ(mkdir(Path("plain").c_str(), 0700), 0);
@@ -29,10 +25,10 @@ class DirectoryListerTest : public ::testing::Test {
         ASSERT_EQ(symlink("plain", Path("linkedDir").c_str()), 0);
         ASSERT_EQ(mkfifo(Path("pipe.log").c_str(), 0600), 0);
     }
-    void TearDown() override { std::filesystem::remove_all(m_dir); }
-    std::string Path(const std::string& name) const { return m_dir + "/" + name; }
+    std::string Path(const std::string& name) const { return m_scratch / name; }
 
-    std::string m_dir;
+    ScratchDirectory m_scratch;
+    const std::string m_dir = m_scratch.path();
 };
 
 std::set<std::string> List(const std::string& directory, const std::string& extension) {
