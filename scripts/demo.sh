@@ -46,7 +46,7 @@ sqlite3 -header -column "$database" \
     "SELECT SESSION_ID, REQUEST_ID, START_DATE_TIME, REQUEST_STATUS, REQUEST_TYPE, ACTION, USER_CLASS
      FROM QXES_REQUEST ORDER BY START_DATE_TIME DESC LIMIT 5"
 echo
-echo "Usage of one request:"
+echo "Dimension usage of a few requests:"
 sqlite3 -header -column "$database" \
     "SELECT d.SESSION_ID, d.REQUEST_ID, d.DIM_CODE, d.DIM_NAME, d.DIM_COUNT
      FROM QXES_DIM_USAGE d ORDER BY d.SESSION_ID DESC, d.REQUEST_ID LIMIT 4"
