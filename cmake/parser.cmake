@@ -8,7 +8,8 @@ add_library(afp_parser STATIC
     auditfileprocessor/source/parserDispatch.cpp
     auditfileprocessor/source/parserFile.cpp
     auditfileprocessor/source/parserLine.cpp
-    auditfileprocessor/source/parserTableCatalogue.cpp)
+    auditfileprocessor/source/parserTableCatalogue.cpp
+    auditfileprocessor/source/runStatistics.cpp)
 target_link_libraries(afp_parser PUBLIC afp_rowaccess afp_database afp_usage afp_format afp_driver)
 
 if(AFP_TESTS)

@@ -9,6 +9,9 @@ packages=(
     libsqlite3-dev sqlite3
     libpq-dev postgresql
     clang libclang-rt-14-dev
+    nlohmann-json3-dev
+    chromium
+    dpkg-dev file man-db systemd
 )
 
 missing=()

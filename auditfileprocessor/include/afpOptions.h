@@ -42,4 +42,20 @@ class AFPOptions {
     bool stopOnAllErrors = false;
     int transactionRowCount = 10;
     std::string errorLogFile;
+
+    // Where refused lines are appended with their cause ("-rejectfile"); empty
+    // means beside the error log, or none without an error log.
+    std::string rejectFile;
+    // A file holding the database password ("-passfile"), read instead of "-dbpass".
+    std::string passwordFile;
+    // "-exitstatus detailed": the exit status tells how the run went; by
+    // default it is 0 on every path that reaches the end.
+    bool detailedExitStatus = false;
+    // Run reports written at the end of the run ("-report" JSON, "-metrics" Prometheus text).
+    std::string reportFile;
+    std::string metricsFile;
+    // How often a lost PostgreSQL connection is tried again ("-retries").
+    int connectRetries = 5;
+    // How long SQLite waits for another loader's lock, in seconds ("-lockwait").
+    int lockWaitSeconds = 60;
 };

@@ -16,6 +16,8 @@ class Messenger {
     void DisplayMessage(int number);
     void DisplayMessage(int number, const std::string& insert0);
     void DisplayMessage(int number, const std::string& insert0, const std::string& insert1);
+    // Any number of inserts: inserts[i] replaces "%i".
+    void DisplayMessageWithInserts(int number, const std::vector<std::string>& inserts);
 
     // Full path of the error log; empty sends messages to standard output.
     static std::string m_sErrorLogFileName;

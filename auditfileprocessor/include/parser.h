@@ -16,6 +16,7 @@
 
 #include "afpOptions.h"
 #include "auditFileClaim.h"
+#include "runStatistics.h"
 #include "table.h"
 #include "tableId.h"
 
@@ -31,6 +32,9 @@ class Parser {
 
     // Directory scan and file load.
     void ParseDir();
+    // What the run has done so far, file by file; complete once ParseDir has
+    // returned or thrown.
+    const RunStatistics& Statistics() const { return m_statistics; }
     bool IsFileAvailableForWriting(const char* path) const;
     void Parse(const std::string& path);
 
@@ -129,4 +133,6 @@ class Parser {
     // request identifier joined without a separator; kept across files.
     std::map<std::string, std::string> usageCodesByRequest;
     std::map<std::string, std::string> usageNamesByRequest;
+
+    RunStatistics m_statistics;
 };

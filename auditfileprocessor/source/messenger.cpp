@@ -78,6 +78,10 @@ void Messenger::DisplayMessage(int number, const std::string& insert0, const std
     Show(number, {insert0, insert1});
 }
 
+void Messenger::DisplayMessageWithInserts(int number, const std::vector<std::string>& inserts) {
+    Show(number, inserts);
+}
+
 void Messenger::Show(int number, const std::vector<std::string>& inserts) {
     std::string text;
     if (!QXMessage::GetMessage(text, number)) {

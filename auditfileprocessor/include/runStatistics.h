@@ -1,0 +1,40 @@
+// What one run did, file by file: filled in by the Parser as it loads, read
+// at the end of the run for the summary message, the exit status and the run
+// reports.
+//   const RunStatistics& statistics = parser.Statistics();
+//   if (statistics.linesRefused > 0) { /* some lines were not loaded */ }
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// What became of one audit file in this run.
+enum class FileOutcome {
+    kLoaded,    // read to its end and set aside as loaded
+    kSetAside,  // set aside without loading: not an audit file, bad version line
+    kSkipped,   // left for a later run without being read: unreadable, not claimable
+    kStopped,   // loading stopped on an error; the file keeps its resume point
+    kPutBack,   // interrupted by a signal, or still growing: put back to continue later
+};
+
+// "loaded", "set aside", "skipped", "stopped", "put back".
+const char* FileOutcomeText(FileOutcome outcome);
+
+struct FileStatistics {
+    std::string path;
+    FileOutcome outcome = FileOutcome::kLoaded;
+    uint64_t linesRead = 0;     // lines handled with writing on, in this run
+    uint64_t linesRefused = 0;  // of those, refused with AFP-0026
+    uint64_t rowsWritten = 0;   // rows inserted or updated in committed batches
+};
+
+struct RunStatistics {
+    std::vector<FileStatistics> files;  // in the order they were taken
+    bool interrupted = false;           // a signal ended the run early
+
+    unsigned Count(FileOutcome outcome) const;
+    uint64_t LinesRead() const;
+    uint64_t LinesRefused() const;
+    uint64_t RowsWritten() const;
+};

@@ -1,0 +1,1 @@
+# Debian packages of the program and the audit-file writer (CPack).

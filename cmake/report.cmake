@@ -1,0 +1,1 @@
+# The audit usage report (tools/qxesauditreport).
