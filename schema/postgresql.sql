@@ -82,3 +82,26 @@ CREATE TABLE IF NOT EXISTS QXES_LEVEL_USAGE (
     LEVEL_COUNT BIGINT,
     PRIMARY KEY (SESSION_ID, REQUEST_ID, DIM_CODE, LEVEL_CODE)
 );
+
+-- The loader's own bookkeeping, written in the same transaction as the rows
+-- of each batch. How far each audit file is loaded: the file is named by its
+-- server name (without resume number) and a digest of its first two lines.
+CREATE TABLE IF NOT EXISTS QXES_LOAD_PROGRESS (
+    FILE_NAME   TEXT NOT NULL,
+    FILE_DIGEST TEXT NOT NULL,
+    LAST_LINE   BIGINT NOT NULL,
+    FILE_OFFSET BIGINT NOT NULL,
+    LOADED      INTEGER NOT NULL,
+    UPDATED_AT  TIMESTAMP,
+    PRIMARY KEY (FILE_NAME, FILE_DIGEST)
+);
+
+-- The usage codes and names of requests whose counts line has not come yet,
+-- by session and request identifier joined.
+CREATE TABLE IF NOT EXISTS QXES_USAGE_PENDING (
+    REQUEST_KEY TEXT NOT NULL,
+    USAGE_CODES TEXT,
+    USAGE_NAMES TEXT,
+    SAVED_AT    TIMESTAMP,
+    PRIMARY KEY (REQUEST_KEY)
+);
