@@ -17,7 +17,6 @@ add_custom_command(
     DEPENDS ${AFP_CATALOGUE_SOURCE}
     COMMENT "Compiling the message catalogue afpmsg (en-us)")
 add_custom_target(afp_catalogue ALL DEPENDS ${AFP_CATALOGUE})
-install(FILES ${AFP_CATALOGUE} DESTINATION ${AFP_SHARE_DIR}/en-us)
 
 if(AFP_TESTS)
     add_executable(afp_driver_tests tests/auditfileprocessor/driverTest.cpp)

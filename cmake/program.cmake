@@ -2,8 +2,6 @@
 add_executable(qxesauditfileprocessor auditfileprocessor/source/afpmain.cpp)
 target_link_libraries(qxesauditfileprocessor PRIVATE afp_parser)
 add_dependencies(qxesauditfileprocessor afp_catalogue)
-install(TARGETS qxesauditfileprocessor RUNTIME DESTINATION bin)
-install(FILES schema/sqlite.sql schema/postgresql.sql DESTINATION ${AFP_SHARE_DIR}/schema)
 
 if(AFP_TESTS)
     add_executable(afp_program_tests tests/auditfileprocessor/programTest.cpp)
