@@ -4,7 +4,9 @@ add_library(afp_driver STATIC
     auditfileprocessor/source/messenger.cpp
     auditfileprocessor/source/afpOptions.cpp
     auditfileprocessor/source/commandLine.cpp
-    auditfileprocessor/source/programDirectory.cpp)
+    auditfileprocessor/source/programDirectory.cpp
+    auditfileprocessor/source/noFollowFile.cpp
+    auditfileprocessor/source/passwordFile.cpp)
 target_link_libraries(afp_driver PUBLIC afp_encoding afp_runtime)
 
 # One compiled catalogue per language, beside the program as it will be installed.

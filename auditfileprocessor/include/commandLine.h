@@ -8,6 +8,15 @@
 
 #include "afpOptions.h"
 
+// What a command line asks for instead of a run: "--help" or "-h" (the
+// usage), "--version", in any case and anywhere on the line.
+enum class InformationRequest { kNone, kHelp, kVersion };
+InformationRequest RequestedInformation(int argc, char** argv);
+
+// True when the line holds "-exitstatus detailed", read before the line is
+// checked so that even a refused command line can end with its own status.
+bool DetailedExitStatusRequested(int argc, char** argv);
+
 // Replaces *options with the checked settings of the command line; false (after
 // its messages) when the command line is refused.
 bool ProcessCommandLine(int argc, char** argv, AFPOptions* options);

@@ -1,6 +1,8 @@
 // Every text the program shows goes through the one Messenger: a numbered
 // message of the catalogue "afpmsg" with its inserts filled in, written to the
-// error log when one is named, otherwise to standard output.
+// error log when one is named, otherwise to standard output. An error log that
+// is a symbolic link is refused (AFP-0055); a log that stops taking writes is
+// reported once on standard error (AFP-0054).
 //   Messenger::Get().DisplayMessage(43, "-nbrows");  // "AFP-0043: ... -nbrows ..."
 #pragma once
 
@@ -18,6 +20,8 @@ class Messenger {
     void DisplayMessage(int number, const std::string& insert0, const std::string& insert1);
     // Any number of inserts: inserts[i] replaces "%i".
     void DisplayMessageWithInserts(int number, const std::vector<std::string>& inserts);
+    // The text of a message with its inserts, without showing it.
+    static std::string Compose(int number, const std::vector<std::string>& inserts);
 
     // Full path of the error log; empty sends messages to standard output.
     static std::string m_sErrorLogFileName;
@@ -27,10 +31,16 @@ class Messenger {
     static std::string m_sAuditLogFileName;
     // True from the start of an audit file until its first message is logged.
     static bool m_isParsingNewLog;
+    // An error log refused as a symbolic link: not tried again under that name.
+    static std::string m_sRefusedErrorLogFileName;
+    // A write to the open error log failed and was reported; reset by a new open.
+    static bool m_errorLogWriteFailed;
 
   private:
     Messenger() = default;
     void Show(int number, const std::vector<std::string>& inserts);
+    void OpenErrorLog();
+    void WriteToErrorLog(const std::string& text);
 };
 
 // The catalogue text of a message number.

@@ -6,10 +6,15 @@
 
 #include "fileTools.h"
 #include "messenger.h"
+#include "passwordFile.h"
 
 namespace {
 
 const int kMinimumArgumentCount = 6;
+const char kDetailed[] = "detailed";
+// Bounds that keep a mistyped value from stalling a scheduled run for days.
+const unsigned long kMaxConnectRetries = 100;
+const unsigned long kMaxLockWaitSeconds = 86400;
 
 void Refuse(int message) {
     Messenger::Get().DisplayMessage(message);
@@ -28,7 +33,48 @@ bool ErrorLogPathUsable(const std::string& path) {
     return FileTools::DirectoryExists(path.substr(0, lastSlash));
 }
 
+// A whole decimal number no larger than `maximum`, nothing else; otherwise
+// message 63 names the option and its value.
+bool ReadCount(const std::string& option, const std::string& text, unsigned long maximum,
+               int& count) {
+    unsigned long value = 0;
+    bool valid = !text.empty() && text.size() <= 9;
+    for (char c : text) {
+        valid = valid && c >= '0' && c <= '9';
+        value = valid ? value * 10 + static_cast<unsigned long>(c - '0') : 0;
+    }
+    if (!valid || value > maximum) {
+        Messenger::Get().DisplayMessage(63, option, text);
+        return false;
+    }
+    count = static_cast<int>(value);
+    return true;
+}
+
 }  // namespace
+
+InformationRequest RequestedInformation(int argc, char** argv) {
+    for (int index = 1; index < argc; ++index) {
+        const std::string option = stringToLower(argv[index]);
+        if (option == "--help" || option == "-h") {
+            return InformationRequest::kHelp;
+        }
+        if (option == "--version") {
+            return InformationRequest::kVersion;
+        }
+    }
+    return InformationRequest::kNone;
+}
+
+bool DetailedExitStatusRequested(int argc, char** argv) {
+    for (int index = 1; index + 1 < argc; ++index) {
+        if (stringToLower(argv[index]) == "-exitstatus" &&
+            std::string(argv[index + 1]) == kDetailed) {
+            return true;
+        }
+    }
+    return false;
+}
 
 std::string stringToLower(const std::string& text) {
     std::string lower = text;
@@ -60,6 +106,7 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
     // The row count is kept modulo 65,536 on purpose: "-nbrows 70000" gives 4,464.
     uint16_t rowCount = 10;
     bool stopOnAllErrors = false;
+    AFPOptions added;
 
     for (int index = 1; index < argc; ++index) {
         const std::string argument = argv[index];
@@ -82,9 +129,36 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
             target = &sqlDumpFile;
         } else if (option == "-errorlog") {
             target = &errorLogFile;
+        } else if (option == "-rejectfile") {
+            target = &added.rejectFile;
+        } else if (option == "-passfile") {
+            target = &added.passwordFile;
+        } else if (option == "-report") {
+            target = &added.reportFile;
+        } else if (option == "-metrics") {
+            target = &added.metricsFile;
         }
+        const bool checked =
+            option == "-exitstatus" || option == "-retries" || option == "-lockwait";
         if (target != nullptr) {
             if (!GetArgumentValue(argv, argc, ++index, *target)) {
+                return false;
+            }
+        } else if (checked) {
+            std::string value;
+            if (!GetArgumentValue(argv, argc, ++index, value)) {
+                return false;
+            }
+            if (option == "-exitstatus") {
+                if (value != kDetailed) {
+                    Messenger::Get().DisplayMessage(63, option, value);
+                    return false;
+                }
+                added.detailedExitStatus = true;
+            } else if (!ReadCount(
+                           option, value,
+                           option == "-retries" ? kMaxConnectRetries : kMaxLockWaitSeconds,
+                           option == "-retries" ? added.connectRetries : added.lockWaitSeconds)) {
                 return false;
             }
         } else if (option == "-nbrows" || option == "-exitonerror") {
@@ -116,7 +190,8 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
         Refuse(11);
         return false;
     }
-    if (dbPassword.empty()) {
+    // A password file stands in for "-dbpass"; without one, "-dbpass" is required.
+    if (dbPassword.empty() && added.passwordFile.empty()) {
         Refuse(17);
         return false;
     }
@@ -148,7 +223,19 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
     const std::string dbConnect =
         dbConnectText.substr(local + 9, dbConnectText.length() - secondSemicolon - 1);
 
+    // The file's password wins over a "-dbpass" given as well.
+    if (!added.passwordFile.empty() && !PasswordFile::Read(added.passwordFile, dbPassword)) {
+        return false;
+    }
+
     *options = AFPOptions(dbName, dbType, dbConnect, dbUser, dbPassword, auditLocation, sqlDumpFile,
                           errorLogFile, static_cast<int>(rowCount), stopOnAllErrors);
+    options->rejectFile = added.rejectFile;
+    options->passwordFile = added.passwordFile;
+    options->detailedExitStatus = added.detailedExitStatus;
+    options->reportFile = added.reportFile;
+    options->metricsFile = added.metricsFile;
+    options->connectRetries = added.connectRetries;
+    options->lockWaitSeconds = added.lockWaitSeconds;
     return true;
 }

@@ -1,14 +1,20 @@
 #include "messenger.h"
 
-#include <cstdio>
+#include <fcntl.h>
 
-#include "fileTools.h"
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "noFollowFile.h"
 #include "qxMessage.h"
 
 std::string Messenger::m_sErrorLogFileName;
 FILE* Messenger::m_fpErrorLogFile = nullptr;
 std::string Messenger::m_sAuditLogFileName;
 bool Messenger::m_isParsingNewLog = false;
+std::string Messenger::m_sRefusedErrorLogFileName;
+bool Messenger::m_errorLogWriteFailed = false;
 
 namespace {
 
@@ -24,6 +30,15 @@ std::string FallbackText(int number, size_t insertCount) {
 }
 
 }  // namespace
+
+std::string Messenger::Compose(int number, const std::vector<std::string>& inserts) {
+    std::string text;
+    if (!QXMessage::GetMessage(text, number)) {
+        text = FallbackText(number, inserts.size());
+    }
+    SubstituteStrings(text, inserts);
+    return text;
+}
 
 Messenger& Messenger::Get() {
     static Messenger instance;
@@ -46,24 +61,49 @@ void SubstituteStrings(std::string& text, const std::vector<std::string>& insert
     }
 }
 
-void Messenger::DisplayMessage(const std::string& text) {
-    if (m_fpErrorLogFile == nullptr && !m_sErrorLogFileName.empty()) {
-        m_fpErrorLogFile = FileTools::_fopen(m_sErrorLogFileName, "a+");
+void Messenger::OpenErrorLog() {
+    if (m_fpErrorLogFile != nullptr || m_sErrorLogFileName.empty() ||
+        m_sErrorLogFileName == m_sRefusedErrorLogFileName) {
+        return;
     }
+    bool isLink = false;
+    m_fpErrorLogFile = NoFollowFile::Open(m_sErrorLogFileName, O_APPEND, 0666, "a", isLink);
+    if (m_fpErrorLogFile != nullptr) {
+        m_errorLogWriteFailed = false;
+    } else if (isLink) {
+        // Remembered first: the refusal itself then goes to standard output.
+        m_sRefusedErrorLogFileName = m_sErrorLogFileName;
+        Show(55, {m_sErrorLogFileName, "error log"});
+    }
+}
+
+void Messenger::WriteToErrorLog(const std::string& text) {
+    std::string lines;
+    if (m_isParsingNewLog && !m_sAuditLogFileName.empty()) {
+        lines = "***********************************************\n* " + m_sAuditLogFileName + "\n";
+    }
+    lines += text + "\n";
+    // Flushed at once, so that the log is complete if the run dies.
+    const bool written = std::fputs(lines.c_str(), m_fpErrorLogFile) >= 0;
+    const int writeError = errno;
+    if ((!written || std::fflush(m_fpErrorLogFile) != 0) && !m_errorLogWriteFailed) {
+        m_errorLogWriteFailed = true;
+        const std::string report =
+            Compose(54, {m_sErrorLogFileName, std::strerror(written ? errno : writeError)});
+        std::fprintf(stderr, "%s\n", report.c_str());
+        std::fflush(stderr);
+    }
+    m_isParsingNewLog = false;
+}
+
+void Messenger::DisplayMessage(const std::string& text) {
+    OpenErrorLog();
     if (m_fpErrorLogFile == nullptr) {
         std::puts(text.c_str());
         std::fflush(stdout);
         return;
     }
-    if (m_isParsingNewLog && !m_sAuditLogFileName.empty()) {
-        const std::string banner =
-            "***********************************************\n* " + m_sAuditLogFileName;
-        std::fprintf(m_fpErrorLogFile, "%s\n", banner.c_str());
-        std::fflush(m_fpErrorLogFile);
-    }
-    std::fprintf(m_fpErrorLogFile, "%s\n", text.c_str());
-    std::fflush(m_fpErrorLogFile);
-    m_isParsingNewLog = false;
+    WriteToErrorLog(text);
 }
 
 void Messenger::DisplayMessage(int number) {
@@ -83,10 +123,5 @@ void Messenger::DisplayMessageWithInserts(int number, const std::vector<std::str
 }
 
 void Messenger::Show(int number, const std::vector<std::string>& inserts) {
-    std::string text;
-    if (!QXMessage::GetMessage(text, number)) {
-        text = FallbackText(number, inserts.size());
-    }
-    SubstituteStrings(text, inserts);
-    DisplayMessage(text);
+    DisplayMessage(Compose(number, inserts));
 }

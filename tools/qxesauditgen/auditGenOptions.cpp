@@ -43,12 +43,32 @@ bool isPlainPrefix(const std::string& prefix) {
     return true;
 }
 
+bool takesValue(const std::string& option) {
+    for (const char* name :
+         {"--output", "--seed", "--files", "--lines", "--sessions", "--session-prefix"}) {
+        if (option == name) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& error) {
     const uint64_t kMaxCount = 1000000000;
     // Each open session keeps its request in memory.
     const uint64_t kMaxSessions = 100000;
+    // Looked for first, so that a request is answered whatever else the line holds.
+    for (int index = 1; index < argc; ++index) {
+        const std::string request = argv[index];
+        helpRequested = request == "--help" || request == "-h";
+        versionRequested = request == "--version";
+        if (helpRequested || versionRequested) {
+            return true;
+        }
+        index += takesValue(request) ? 1 : 0;
+    }
     for (int index = 1; index < argc; ++index) {
         std::string option = argv[index];
         if (option == "--live") {
@@ -59,13 +79,7 @@ bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& erro
             splitUsage = true;
             continue;
         }
-        static const char* const kValued[] = {"--output", "--seed",     "--files",
-                                              "--lines",  "--sessions", "--session-prefix"};
-        bool known = false;
-        for (const char* name : kValued) {
-            known = known || option == name;
-        }
-        if (!known) {
+        if (!takesValue(option)) {
             error = "unknown option " + option;
             return false;
         }
@@ -131,5 +145,7 @@ const char* AuditGenOptions::usage() {
            "  --sessions N            sessions open at the same time (default 8)\n"
            "  --session-prefix TEXT   prefix of every session identifier (default S)\n"
            "  --live                  also write the live file qxes_audit.log\n"
-           "  --split-usage           let a request's lines run on into the next file\n";
+           "  --split-usage           let a request's lines run on into the next file\n"
+           "  --help, -h              show this text\n"
+           "  --version               show the version\n";
 }

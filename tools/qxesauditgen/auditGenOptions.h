@@ -14,7 +14,8 @@ class AuditGenOptions {
     static constexpr size_t kMaxSessionPrefix = 48;
 
     // Reads the options after the program name; false with `error` set when
-    // an option is unknown, lacks its value or has a bad one.
+    // an option is unknown, lacks its value or has a bad one. "--help", "-h"
+    // or "--version" anywhere ends the reading with the matching flag set.
     bool parse(int argc, const char* const* argv, std::string& error);
     static const char* usage();
 
@@ -26,4 +27,6 @@ class AuditGenOptions {
     std::string sessionPrefix = "S";
     bool live = false;
     bool splitUsage = false;
+    bool helpRequested = false;
+    bool versionRequested = false;
 };

@@ -19,6 +19,14 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "qxesauditgen: %s\n%s", error.c_str(), AuditGenOptions::usage());
         return 2;
     }
+    if (options.helpRequested) {
+        std::fputs(AuditGenOptions::usage(), stdout);
+        return 0;
+    }
+    if (options.versionRequested) {
+        std::printf("qxesauditgen %s\n", AFP_VERSION);
+        return 0;
+    }
     try {
         // Generated servers run on UTC, so that the same seed gives the same
         // bytes whatever the machine's zone.

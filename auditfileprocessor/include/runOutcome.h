@@ -1,0 +1,46 @@
+// How far one run got and what it did: kept by the program entry while the
+// run goes on, and read at its end for the summary message, the exit status
+// and the run reports.
+//   RunOutcome outcome;
+//   outcome.stage = RunStage::kConnected;
+//   outcome.statistics = parser.Statistics();
+//   outcome.Finish();
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+#include "runStatistics.h"
+
+// The steps of a run, in order; a failure ends the run in the step it was in.
+enum class RunStage {
+    kStarting,            // runtime and message catalogue
+    kReadingCommandLine,  // a failure here is a refused command line
+    kConnecting,          // data access layer, dump file, connection
+    kConnected,           // the audit tables are described
+    kLoading,             // the audit directory is loaded
+};
+
+struct RunOutcome {
+    RunOutcome();
+
+    // Marks the end of the run: the end time, and the elapsed seconds.
+    void Finish();
+    double ElapsedSeconds() const;
+    // The elapsed seconds with three decimals and a point, whatever the locale.
+    std::string ElapsedSecondsText() const;
+    // A time as seconds since the epoch, and as "2026-11-22T09:30:00Z".
+    static int64_t EpochSeconds(std::chrono::system_clock::time_point time);
+    static std::string UtcText(std::chrono::system_clock::time_point time);
+    bool Connected() const { return stage >= RunStage::kConnected; }
+
+    RunStage stage = RunStage::kStarting;
+    bool failed = false;             // an exception ended the run
+    bool unexpectedFailure = false;  // ... of a kind outside the known families
+    bool auditDirectoryMissing = false;
+    RunStatistics statistics;
+
+    std::chrono::system_clock::time_point startTime, endTime;
+    std::chrono::steady_clock::time_point startClock, endClock;
+};
