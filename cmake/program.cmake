@@ -1,7 +1,21 @@
 # The program itself, and the tests that run it as a user would.
+find_package(nlohmann_json 3 REQUIRED)
+
+# How a run ended: its outcome, exit status and run reports.
+add_library(afp_runreport STATIC
+    auditfileprocessor/source/runOutcome.cpp
+    auditfileprocessor/source/exitStatus.cpp
+    auditfileprocessor/source/atomicFile.cpp
+    auditfileprocessor/source/runReport.cpp
+    auditfileprocessor/source/metricsReport.cpp)
+target_link_libraries(afp_runreport PUBLIC afp_parser PRIVATE nlohmann_json::nlohmann_json)
+
 add_executable(qxesauditfileprocessor auditfileprocessor/source/afpmain.cpp)
-target_link_libraries(qxesauditfileprocessor PRIVATE afp_parser)
+target_link_libraries(qxesauditfileprocessor PRIVATE afp_runreport afp_parser)
 add_dependencies(qxesauditfileprocessor afp_catalogue)
+# Both programs answer --version with the project's version.
+target_compile_definitions(qxesauditfileprocessor PRIVATE AFP_VERSION="${PROJECT_VERSION}")
+target_compile_definitions(qxesauditgen PRIVATE AFP_VERSION="${PROJECT_VERSION}")
 
 if(AFP_TESTS)
     add_executable(afp_program_tests tests/auditfileprocessor/programTest.cpp)
@@ -10,4 +24,15 @@ if(AFP_TESTS)
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>")
     add_dependencies(afp_program_tests qxesauditfileprocessor)
     gtest_discover_tests(afp_program_tests DISCOVERY_TIMEOUT 60)
+
+    # Scheduled runs end to end: summary, exit status, run reports, secrets.
+    add_executable(afp_operability_tests tests/endToEnd/operabilityTest.cpp)
+    target_link_libraries(afp_operability_tests PRIVATE afp_parser afp_testdatabase
+        nlohmann_json::nlohmann_json GTest::gtest_main)
+    target_compile_definitions(afp_operability_tests PRIVATE
+        AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>"
+        AFP_AUDITGEN="$<TARGET_FILE:qxesauditgen>"
+        AFP_VERSION="${PROJECT_VERSION}")
+    add_dependencies(afp_operability_tests qxesauditfileprocessor qxesauditgen)
+    gtest_discover_tests(afp_operability_tests DISCOVERY_TIMEOUT 120 PROPERTIES TIMEOUT 180)
 endif()
