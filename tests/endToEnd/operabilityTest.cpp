@@ -1,0 +1,243 @@
+// The loader as a scheduler runs it: the run summary and the run reports
+// against the tables, the exit status of each kind of ending, a run from cron's
+// bare environment, secrets kept off the command line and out of the dump, and
+// output paths that must not be followed or that stop taking writes.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <string>
+#include <vector>
+
+#include "../support/auditFiles.h"
+
+namespace {
+
+using namespace auditFiles;
+using Arguments = std::vector<std::string>;
+
+const std::regex kSummary(
+    "AFP-0058: Run finished in [0-9]+\\.[0-9]{3} s: ([0-9]+) audit files loaded, ([0-9]+) set "
+    "aside, ([0-9]+) stopped; ([0-9]+) lines read, ([0-9]+) refused; ([0-9]+) rows written\\.");
+
+// A line of a type the loader does not know: refused, the file goes on.
+std::string Unknown() {
+    return Record(Line("X", "QXES", "SRV", "0", "0", "x"));
+}
+
+class Operability : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        AFP_REQUIRE_DATABASE(m_database);
+        std::filesystem::create_directory(m_audit);
+        WriteFile(m_passwordFile, m_database.dbPassword() + "\n");
+        ::chmod(m_passwordFile.c_str(), 0600);
+    }
+    // The required options with the password from the private file, then `extra`.
+    Arguments Loader(const Arguments& extra = {}) {
+        Arguments command = {AFP_PROGRAM,
+                             "-dbname",
+                             m_database.dbName(),
+                             "-dbconnect",
+                             m_database.dbConnect(),
+                             "-dbuser",
+                             m_database.dbUser(),
+                             "-passfile",
+                             m_passwordFile,
+                             "-auditlocation",
+                             m_audit};
+        command.insert(command.end(), extra.begin(), extra.end());
+        return command;
+    }
+
+    TestDatabase m_database;
+    ScratchDirectory m_dir;
+    const std::string m_audit = m_dir / "audit";
+    const std::string m_passwordFile = m_dir / "db.pass";
+};
+
+TEST_F(Operability, SummaryAndRunReportsAgreeWithTheTables) {
+    ASSERT_EQ(Generate(m_audit, 7, 3, 300).exitStatus, 0);
+    WriteFile(m_audit + "/qxes_audit_refused.log", AuditFile({Startup("hostR"), Unknown()}));
+    WriteFile(m_audit + "/qxes_audit_foreign.log", "not an audit file\n");
+    const std::string report = m_dir / "reports/run.json", metrics = m_dir / "reports/afp.prom";
+    std::filesystem::create_directory(m_dir / "reports");
+    WriteFile(metrics, "stale\n");
+
+    const ProcessResult run = RunProcess(Loader({"-df", m_dir / "dump.sql", "-report", report,
+                                                 "-metrics", metrics, "-exitstatus", "detailed"}));
+    EXPECT_EQ(run.exitStatus, 65) << run.out;
+    EXPECT_EQ(run.err, "");
+    std::smatch summary;
+    ASSERT_TRUE(std::regex_search(run.out, summary, kSummary)) << run.out;
+    EXPECT_EQ(Count(run.out, "AFP-0058"), 1u);
+    EXPECT_EQ(run.out.substr(run.out.size() - summary.length(0) - 1), summary.str(0) + "\n");
+    const auto figure = [&](int index) { return std::stoull(summary.str(index)); };
+
+    // The figures against the files and the tables.
+    long long rows = 0;
+    for (const char* table : kAuditTables) {
+        rows += m_database.countRows(table);
+    }
+    EXPECT_EQ(figure(1), 4u);
+    EXPECT_EQ(figure(2), 1u);
+    EXPECT_EQ(figure(3), 0u);
+    EXPECT_GT(figure(4), 900u);
+    EXPECT_EQ(figure(5), 1u);
+    EXPECT_GE(figure(6), static_cast<unsigned long long>(rows));
+    EXPECT_GT(rows, 0);
+
+    // The JSON report holds the same figures, file by file.
+    const nlohmann::json json = nlohmann::json::parse(ReadFile(report));
+    EXPECT_EQ(json["version"], AFP_VERSION);
+    EXPECT_EQ(json["status"], 65);
+    EXPECT_EQ(json["exitStatus"], 65);
+    EXPECT_TRUE(std::regex_match(json["start"].get<std::string>(),
+                                 std::regex("\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ")));
+    EXPECT_LE(json["start"], json["end"]);
+    const nlohmann::json& totals = json["summary"];
+    EXPECT_EQ(totals["filesLoaded"], figure(1));
+    EXPECT_EQ(totals["filesSetAside"], figure(2));
+    EXPECT_EQ(totals["linesRead"], figure(4));
+    EXPECT_EQ(totals["linesRefused"], figure(5));
+    EXPECT_EQ(totals["rowsWritten"], figure(6));
+    std::map<std::string, std::string> outcomes;
+    unsigned long long linesRead = 0;
+    for (const nlohmann::json& file : json["files"]) {
+        outcomes[std::filesystem::path(file["path"].get<std::string>()).filename()] =
+            file["outcome"];
+        linesRead += file["linesRead"].get<unsigned long long>();
+    }
+    EXPECT_EQ(linesRead, figure(4));
+    EXPECT_EQ(outcomes.size(), 5u);
+    EXPECT_EQ(outcomes["qxes_audit_refused.log"], "loaded");
+    EXPECT_EQ(outcomes["qxes_audit_foreign.log"], "set aside");
+
+    // The metrics replace the old file whole, and no temporary file is left.
+    const std::string prom = ReadFile(metrics);
+    for (const std::string& sample : std::vector<std::string>{
+             "qxesauditfileprocessor_last_run_status 65\n",
+             "qxesauditfileprocessor_last_run_files{outcome=\"loaded\"} 4\n",
+             "qxesauditfileprocessor_last_run_lines_refused 1\n",
+             "qxesauditfileprocessor_last_run_rows_written " + summary.str(6) + "\n",
+             "qxesauditfileprocessor_info{version=\"" AFP_VERSION "\"} 1\n"}) {
+        EXPECT_NE(prom.find(sample), std::string::npos) << sample << prom;
+    }
+    EXPECT_EQ(NamesIn(m_dir / "reports"), (std::vector<std::string>{"afp.prom", "run.json"}));
+
+    // A password read from a file is masked in the dump and appears nowhere in it.
+    const std::string dump = ReadFile(m_dir / "dump.sql");
+    EXPECT_EQ(dump.substr(0, dump.find('\n')),
+              m_database.dbName() + "\t\t" + m_database.dbUser() + "\t********\tSQ");
+    EXPECT_EQ(dump.find(m_database.dbPassword()), std::string::npos);
+}
+
+TEST_F(Operability, DetailedExitStatusTellsHowTheRunEndedAndTheDefaultStaysZero) {
+    const std::string shared = m_dir / "shared.pass";
+    WriteFile(shared, "secret\n");
+    ::chmod(shared.c_str(), 0640);  // a mode-bit check: refused even for root
+    const struct {
+        const char* name;
+        std::string content;  // the one audit file
+        Arguments extra;
+        int status;
+        std::string message;
+    } cases[] = {
+        {"loaded", AuditFile({Startup("h1")}), {}, 0, "AFP-0058: "},
+        {"refused", AuditFile({Startup("h2"), Unknown()}), {}, 65, "AFP-0026: "},
+        {"stopped", AuditFile({Startup("h3"), Stopper()}), {}, 75, "AFP-0027: "},
+        {"unreachable", "", {"-dbname", m_dir / "missing.db"}, 69, "missing.db"},
+        {"usage", "", {"-nbrows"}, 64, "AFP-0043: "},
+        {"shared password", "", {"-passfile", shared}, 64, "AFP-0060: "},
+        {"bad value", "", {"-retries", "many"}, 64, "AFP-0063: "},
+        {"no directory", "", {"-auditlocation", m_dir / "none"}, 66, "AFP-0022: "},
+    };
+    for (const auto& c : cases) {
+        for (const bool detailed : {false, true}) {
+            for (const std::string& name : NamesIn(m_audit)) {
+                std::filesystem::remove(m_audit + "/" + name);
+            }
+            if (!c.content.empty()) {
+                WriteFile(m_audit + "/qxes_audit_1.log", c.content);
+            }
+            Arguments command = Loader(c.extra);
+            if (detailed) {
+                command.insert(command.end(), {"-exitstatus", "detailed"});
+            }
+            const ProcessResult run = RunProcess(command);
+            EXPECT_EQ(run.exitStatus, detailed ? c.status : 0) << c.name << "\n" << run.out;
+            EXPECT_NE(run.out.find(c.message), std::string::npos) << c.name << "\n" << run.out;
+            // The summary ends every run that reached the database, and only those.
+            const bool connected = c.status != 64 && c.status != 69;
+            EXPECT_EQ(Count(run.out, "AFP-0058"), connected ? 1u : 0u) << c.name;
+        }
+    }
+}
+
+TEST_F(Operability, HelpAndVersionAnswerOnStandardOutputAndExitZero) {
+    const struct {
+        Arguments command;
+        std::string output;
+    } cases[] = {
+        {{AFP_PROGRAM, "--help"}, "AFP-0039: Usage: qxesauditfileprocessor "},
+        {{AFP_PROGRAM, "-dbname", "x", "-H"}, "AFP-0039: Usage: qxesauditfileprocessor "},
+        {{AFP_PROGRAM, "--version"}, "AFP-0062: qxesauditfileprocessor " AFP_VERSION "\n"},
+        {{AFP_AUDITGEN, "--help"}, "usage: qxesauditgen --output DIR"},
+        {{AFP_AUDITGEN, "--seed", "1", "-h"}, "usage: qxesauditgen --output DIR"},
+        {{AFP_AUDITGEN, "--version"}, "qxesauditgen " AFP_VERSION "\n"},
+    };
+    for (const auto& c : cases) {
+        const ProcessResult run = RunProcess(c.command);
+        EXPECT_EQ(run.exitStatus, 0) << c.command.back();
+        EXPECT_EQ(run.out.rfind(c.output, 0), 0u) << c.command.back() << "\n" << run.out;
+        EXPECT_EQ(run.err, "") << c.command.back();
+    }
+}
+
+TEST_F(Operability, RunsFromCronsBareEnvironmentInAnotherDirectory) {
+    WriteFile(m_audit + "/qxes_audit_1.log", AuditFile({Startup("h1"), Startup("h2")}));
+    std::string command = "cd / && exec env -i PATH=/usr/bin:/bin";
+    for (const std::string& argument : Loader({"-exitstatus", "detailed"})) {
+        command += " '" + argument + "'";
+    }
+    const ProcessResult run = RunProcess({"/bin/sh", "-c", command});
+    EXPECT_EQ(run.exitStatus, 0) << run.out << run.err;
+    EXPECT_EQ(run.err, "");  // the catalogue was found beside the program
+    std::smatch summary;
+    ASSERT_TRUE(std::regex_search(run.out, summary, kSummary)) << run.out;
+    EXPECT_EQ(summary.str(1), "1");
+    EXPECT_EQ(m_database.countRows("QXES_DISPATCHER"), 2);
+}
+
+TEST_F(Operability, OutputPathsThatAreLinksOrFullAreRefusedOrReported) {
+    const std::string target = m_dir / "precious";
+    WriteFile(target, "keep\n");
+    ::chmod(target.c_str(), 0644);
+    std::filesystem::create_symlink(target, m_dir / "dump-link");
+    std::filesystem::create_symlink(target, m_dir / "log-link");
+    WriteFile(m_audit + "/qxes_audit_1.log", AuditFile({Startup("h1"), Unknown()}));
+
+    ProcessResult run = RunProcess(Loader({"-df", m_dir / "dump-link"}));
+    EXPECT_NE(run.out.find("AFP-0055: " + m_dir / "dump-link"), std::string::npos) << run.out;
+    WriteFile(m_audit + "/qxes_audit_2.log", AuditFile({Startup("h2"), Unknown()}));
+    run = RunProcess(Loader({"-errorlog", m_dir / "log-link"}));
+    // Refused once; every message then goes to standard output.
+    EXPECT_EQ(Count(run.out, "AFP-0055: " + m_dir / "log-link"), 1u) << run.out;
+    EXPECT_NE(run.out.find("AFP-0058: "), std::string::npos) << run.out;
+    EXPECT_EQ(ReadFile(target), "keep\n");
+    struct stat status;
+    ASSERT_EQ(::stat(target.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0644u);
+    EXPECT_EQ(m_database.countRows("QXES_DISPATCHER"), 2);
+
+    // An error log that takes no more writes (a full disk) is reported once.
+    WriteFile(m_audit + "/qxes_audit_3.log", AuditFile({Startup("h3"), Unknown(), Unknown()}));
+    run = RunProcess(Loader({"-errorlog", "/dev/full"}));
+    EXPECT_EQ(run.out, "");
+    EXPECT_EQ(Count(run.err, "AFP-0054: "), 1u) << run.err;
+    EXPECT_NE(run.err.find("/dev/full: No space left on device"), std::string::npos) << run.err;
+}
+
+}  // namespace
