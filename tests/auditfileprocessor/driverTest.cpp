@@ -3,6 +3,7 @@
 #include "afpOptions.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -109,6 +110,75 @@ TEST(CommandLine, GivesTheRunOptionsOrRefusesWithItsMessage) {
 TEST(CommandLine, ShortConnectTextOrEmptyValueThrowsOutOfRange) {
     EXPECT_THROW(Parse(Args({}, "LOCAL;SQ")), std::out_of_range);
     EXPECT_THROW(Parse(Args({"-df", ""})), std::out_of_range);
+}
+
+TEST(CommandLine, ReadsTheOptionsOfScheduledRunsAndThePasswordFile) {
+    ScratchDirectory directory;
+    const auto passwordFile = [&](const std::string& name, const std::string& content,
+                                  mode_t mode) {
+        WriteFile(directory / name, content);
+        ::chmod((directory / name).c_str(), mode);
+        return directory / name;
+    };
+    const std::string privateFile = passwordFile("private", "from file\r\nsecond line", 0600);
+    const std::string shared = passwordFile("shared", "pw\n", 0604);
+    const std::string empty = passwordFile("empty", "\nlater\n", 0600);
+    const std::string base = "audit.db|SQ||ann|";
+    const struct {
+        std::vector<std::string> arguments;
+        std::string outcome;
+        std::string scheduled;  // reject file, password file, exit status, reports, retries, wait
+    } cases[] = {
+        {Args(), base + "secret|/tmp|||10|go|keep\n", "||plain|||5|60"},
+        {Args({"-RejectFile", "r.txt", "-exitstatus", "detailed", "-report", "run.json", "-metrics",
+               "afp.prom", "-retries", "0", "-lockwait", "86400"}),
+         base + "secret|/tmp|||10|go|keep\n", "r.txt||detailed|run.json|afp.prom|0|86400"},
+        // The file's first line stands in for -dbpass, and wins over it.
+        {Without("-dbpass"), "refused\nAFP-0017:\n", ""},
+        {[&] {
+             std::vector<std::string> arguments = Without("-dbpass");
+             arguments.insert(arguments.end(), {"-passfile", privateFile});
+             return arguments;
+         }(),
+         base + "from file|/tmp|||10|go|keep\n", "|" + privateFile + "|plain|||5|60"},
+        {Args({"-passfile", privateFile}), base + "from file|/tmp|||10|go|keep\n",
+         "|" + privateFile + "|plain|||5|60"},
+        {Args({"-passfile", shared}), "refused\nAFP-0060: " + shared + "\n", ""},
+        {Args({"-passfile", empty}), "refused\nAFP-0059: " + empty + " its first line is empty\n",
+         ""},
+        {Args({"-passfile", directory / "none"}),
+         "refused\nAFP-0059: " + directory / "none" + " No such file or directory\n", ""},
+        {Args({"-passfile", directory.path()}),
+         "refused\nAFP-0059: " + directory.path() + " Is a directory\n", ""},
+        {Args({"-exitstatus", "Detailed"}), "refused\nAFP-0063: -exitstatus Detailed\n", ""},
+        {Args({"-retries", "101"}), "refused\nAFP-0063: -retries 101\n", ""},
+        {Args({"-retries", "3x"}), "refused\nAFP-0063: -retries 3x\n", ""},
+        {Args({"-lockwait", "86401"}), "refused\nAFP-0063: -lockwait 86401\n", ""},
+        {Args({"-lockwait", "99999999999999999999"}),
+         "refused\nAFP-0063: -lockwait 99999999999999999999\n", ""},
+        {Args({"-retries", "-1"}), "refused\nAFP-0043: -retries\n", ""},
+        {Args({"-report"}), "refused\nAFP-0043: -report\n", ""},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> arguments = c.arguments;
+        arguments.insert(arguments.begin(), "qxesauditfileprocessor");
+        std::vector<char*> argv;
+        for (std::string& argument : arguments) {
+            argv.push_back(argument.data());
+        }
+        MessageCapture capture;
+        AFPOptions o;
+        const bool accepted = ProcessCommandLine(static_cast<int>(argv.size()), argv.data(), &o);
+        const std::string outcome = (accepted ? Summary(o) : "refused") + "\n" + capture.Text();
+        EXPECT_EQ(c.outcome, outcome) << c.arguments.back();
+        if (accepted) {
+            EXPECT_EQ(c.scheduled, o.rejectFile + "|" + o.passwordFile + "|" +
+                                       (o.detailedExitStatus ? "detailed" : "plain") + "|" +
+                                       o.reportFile + "|" + o.metricsFile + "|" +
+                                       std::to_string(o.connectRetries) + "|" +
+                                       std::to_string(o.lockWaitSeconds));
+        }
+    }
 }
 
 // Each test's configuration file is the one beside a program in a directory
