@@ -31,8 +31,9 @@ class AuditLineReader {
 
     explicit AuditLineReader(size_t maxLineBytes = kMaxLineBytes);
 
-    // Opens the file for reading, without following a final symbolic link;
-    // false (errno set) when it cannot be opened.
+    // Opens the file for reading, without following a final symbolic link
+    // (ELOOP) and without waiting on a fifo; false (errno set) when it cannot
+    // be opened, EINVAL for anything but a regular file.
     bool Open(const std::string& path);
     // The next line into `text` (for kTooLong, its first maxLineBytes bytes).
     Status Next(std::string& text);
