@@ -123,10 +123,14 @@ for page in qxesauditfileprocessor qxesauditgen; do
     lint="$(MANWIDTH=80 man --warnings -l "$root/usr/share/man/man1/$page.1.gz" 2>&1 >/dev/null)"
     [ -z "$lint" ] || fail "man page $page: $lint"
 done
+# An option is documented when it heads an entry (the line after .TP), not
+# merely when the synopsis names it.
 documented() {
     local page="$1" option
+    zcat "$root/usr/share/man/man1/$page.1.gz" | awk 'previous == ".TP" { print } { previous = $0 }' \
+        >"$scratch/$page.entries"
     while read -r option; do
-        zcat "$root/usr/share/man/man1/$page.1.gz" | grep -qF -- "${option//-/\\-}" ||
+        grep -qE -- "^\.B[IR]? (.* )?${option//-/\\\\-}([ \",]|\$)" "$scratch/$page.entries" ||
             fail "man page $page does not document $option"
     done
 }
