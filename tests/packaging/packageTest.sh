@@ -36,7 +36,7 @@ depends_has() {
     local deb="$1" package="$2" want="$3"
     local depends
     depends="$(field "$deb" Depends)"
-    if [[ ", $depends," =~ [\ ,]$package[\ ,] ]]; then
+    if [[ ", $depends," =~ [\ ,]${package}[\ ,] ]]; then
         [ "$want" = yes ] || fail "$(basename "$deb") depends on $package"
     else
         [ "$want" = no ] || fail "$(basename "$deb") does not depend on $package: $depends"
@@ -141,10 +141,10 @@ documented qxesauditgen < <(grep -oE '^  --[a-z-]+' "$scratch/gen-usage.out" | t
 # --- systemd units ------------------------------------------------------------
 units=(/lib/systemd/system/qxesauditfileprocessor.service /lib/systemd/system/qxesauditfileprocessor.timer)
 # Each variable the service expands must be set by the environment file.
-for variable in $(grep -oE '\$\{?AFP_[A-Z_]+' "$root${units[0]}" | tr -d '${' | sort -u); do
+while read -r variable; do
     grep -qE "^$variable=" "$root/etc/qxesauditfileprocessor/loader.env" ||
         fail "loader.env does not set $variable"
-done
+done < <(grep -oE 'AFP_[A-Z_]+' "$root${units[0]}" | sort -u)
 if command -v systemd-analyze >/dev/null; then
     # --root resolves the program and, through MANPATH, the Documentation= page
     # in the unpacked tree; the host's own targets are not there to check.
