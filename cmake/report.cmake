@@ -18,7 +18,8 @@ install(TARGETS qxesauditreport RUNTIME DESTINATION bin)
 if(AFP_TESTS)
     # The figures against direct SQL on both backends, and the page in a browser.
     add_executable(afp_report_tests
-        tests/tools/reportFiguresTest.cpp)
+        tests/tools/reportFiguresTest.cpp
+        tests/tools/reportPageTest.cpp)
     target_link_libraries(afp_report_tests PRIVATE afp_report afp_testdatabase GTest::gtest_main)
     target_compile_definitions(afp_report_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>"
