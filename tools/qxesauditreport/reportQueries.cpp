@@ -1,5 +1,7 @@
 #include "reportQueries.h"
 
+#include <algorithm>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -10,6 +12,8 @@ namespace {
 
 const char kFacts[] = "QXES_REQUEST_FACTS";
 const char kFailure[] = "SUM(CASE WHEN f.OUTCOME = 'failure' THEN 1 ELSE 0 END)";
+// What a list shows for a name the database does not know.
+const char kNone[] = "(none)";
 
 int64_t Number(const std::optional<std::string>& value) {
     if (!value || value->empty()) {
@@ -26,6 +30,19 @@ int64_t Number(const std::optional<std::string>& value) {
 
 std::string Text(const std::optional<std::string>& value, const char* absent = "") {
     return value ? *value : absent;
+}
+
+// The biggest counts first, ties by name.
+std::vector<UsageReport::Count> Top(const std::map<std::string, UsageReport::Count>& counts) {
+    std::vector<UsageReport::Count> top;
+    for (const auto& entry : counts) {
+        top.push_back(entry.second);
+    }
+    std::sort(top.begin(), top.end(), [](const UsageReport::Count& a, const UsageReport::Count& b) {
+        return a.count != b.count ? a.count > b.count : a.name < b.name;
+    });
+    top.resize(std::min<size_t>(top.size(), ReportQueries::kTopCount));
+    return top;
 }
 
 }  // namespace
@@ -50,8 +67,8 @@ UsageReport ReportQueries::read() {
                 "report's indexes and views): " +
                 error.getErrorCodeMessage());
         }
-        readTotals(report);
         readSlots(report);
+        readPeople(report);
         readDurations(report);
         readUsage(report);
         readStartups(report);
@@ -94,40 +111,76 @@ std::string ReportQueries::period(const std::string& column) const {
 std::vector<UsageReport::Count> ReportQueries::counts(const std::string& sql) {
     std::vector<UsageReport::Count> result;
     for (const Row& row : rows(sql + " ORDER BY 2 DESC, 1 LIMIT " + std::to_string(kTopCount))) {
-        result.push_back({Text(row.at(0), "(none)"), Number(row.at(1)), Number(row.at(2))});
+        result.push_back({Text(row.at(0), kNone), Number(row.at(1)), Number(row.at(2))});
     }
     return result;
 }
 
-void ReportQueries::readTotals(UsageReport& report) {
-    const Row row = rows(std::string("SELECT COUNT(*), ") + kFailure +
-                         ", COUNT(DISTINCT f.SESSION_ID), COUNT(DISTINCT f.USER_NAME),"
-                         " MIN(f.START_DATE_TIME), MAX(f.START_DATE_TIME) FROM " +
-                         kFacts + " f WHERE 1 = 1" + period("f.START_DATE_TIME"))
-                        .at(0);
-    report.totals = {Number(row.at(0)), Number(row.at(1)), Number(row.at(2)),
-                     Number(row.at(3)), Text(row.at(4)),   Text(row.at(5))};
-}
-
 void ReportQueries::readSlots(UsageReport& report) {
-    const std::string from = std::string(", COUNT(*), ") + kFailure + " FROM " + kFacts +
-                             " f WHERE 1 = 1" + period("f.START_DATE_TIME");
-    for (const Row& row :
-         rows("SELECT f.REQUEST_DAY" + from + " GROUP BY f.REQUEST_DAY ORDER BY f.REQUEST_DAY")) {
-        report.days.push_back({Text(row.at(0)), Number(row.at(1)), Number(row.at(2))});
-    }
     report.hours.resize(24);
     for (int hour = 0; hour < 24; ++hour) {
         report.hours[hour].label = (hour < 10 ? "0" : "") + std::to_string(hour);
     }
-    for (const Row& row : rows("SELECT f.REQUEST_HOUR" + from + " GROUP BY f.REQUEST_HOUR")) {
-        const int64_t hour = Number(row.at(0));
+    // One pass for days, hours, totals and the first and last request.
+    for (const Row& row :
+         rows(std::string("SELECT f.REQUEST_DAY, f.REQUEST_HOUR, COUNT(*), ") + kFailure +
+              ", MIN(f.START_DATE_TIME), MAX(f.START_DATE_TIME) FROM " + kFacts + " f WHERE 1 = 1" +
+              period("f.START_DATE_TIME") +
+              " GROUP BY f.REQUEST_DAY, f.REQUEST_HOUR ORDER BY f.REQUEST_DAY, f.REQUEST_HOUR")) {
+        const std::string day = Text(row.at(0));
+        const int64_t hour = Number(row.at(1)), requests = Number(row.at(2));
+        const int64_t failures = Number(row.at(3));
         if (hour < 0 || hour > 23) {
             throw std::runtime_error("the database returned the hour " + std::to_string(hour));
         }
-        report.hours[hour].requests = Number(row.at(1));
-        report.hours[hour].failures = Number(row.at(2));
+        if (report.days.empty() || report.days.back().label != day) {
+            report.days.push_back({day, 0, 0});
+        }
+        for (UsageReport::Slot* slot : {&report.days.back(), &report.hours[hour]}) {
+            slot->requests += requests;
+            slot->failures += failures;
+        }
+        report.totals.requests += requests;
+        report.totals.failures += failures;
+        if (report.totals.first.empty()) {
+            report.totals.first = Text(row.at(4));
+        }
+        report.totals.last = Text(row.at(5));
     }
+    // The start-time index holds the session key: no need to reach the rows.
+    report.totals.sessions =
+        Number(rows("SELECT COUNT(DISTINCT r.SESSION_ID) FROM QXES_REQUEST r WHERE 1 = 1" +
+                    period("r.START_DATE_TIME"))
+                   .at(0)
+                   .at(0));
+}
+
+void ReportQueries::readPeople(UsageReport& report) {
+    // Users, classes and administration actions from one grouped pass.
+    std::map<std::string, UsageReport::Count> users, classes, actions;
+    for (const Row& row : rows(
+             std::string("SELECT f.USER_NAME, f.USER_CLASS, f.REQUEST_TYPE, f.ACTION, COUNT(*), ") +
+             kFailure + " FROM " + kFacts + " f WHERE 1 = 1" + period("f.START_DATE_TIME") +
+             " GROUP BY f.USER_NAME, f.USER_CLASS, f.REQUEST_TYPE, f.ACTION")) {
+        const int64_t requests = Number(row.at(4)), failures = Number(row.at(5));
+        auto add = [&](std::map<std::string, UsageReport::Count>& into, const std::string& name) {
+            UsageReport::Count& count = into[name];
+            count.name = name;
+            count.count += requests;
+            count.failures += failures;
+        };
+        add(users, Text(row.at(0), kNone));
+        if (row.at(1)) {
+            add(classes, *row.at(1));
+        }
+        if (Number(row.at(2)) == 2) {
+            add(actions, Text(row.at(3), kNone));
+        }
+    }
+    report.totals.users = static_cast<int64_t>(users.size() - users.count(kNone));
+    report.topUsers = Top(users);
+    report.userClasses = Top(classes);
+    report.adminActions = Top(actions);
 }
 
 void ReportQueries::readDurations(UsageReport& report) {
@@ -135,22 +188,16 @@ void ReportQueries::readDurations(UsageReport& report) {
     const std::string timed = std::string(" FROM ") + kFacts +
                               " f WHERE f.DURATION_MS IS NOT NULL AND f.REQUEST_TYPE IN (0, 1)" +
                               period("f.START_DATE_TIME");
-    report.timedRequests = Number(rows("SELECT COUNT(*)" + timed).at(0).at(0));
-    const int64_t count = report.timedRequests;
-    if (count > 0) {
+    std::vector<int64_t> durations;
+    m_db.execute("SELECT f.DURATION_MS" + timed + " ORDER BY f.DURATION_MS", SQLDB::kQuery);
+    for (SqlDA* row = m_db.fetch(); row != nullptr; row = m_db.fetch()) {
+        durations.push_back(Number(row->row.at(0)));
+    }
+    m_db.freeRequest();
+    const int64_t count = report.timedRequests = static_cast<int64_t>(durations.size());
+    for (int rank : count > 0 ? kPercentileRanks : std::vector<int>()) {
         // Nearest rank: the smallest duration that at least rank percent reach.
-        size_t next = 0;
-        int64_t position = 0;
-        m_db.execute("SELECT f.DURATION_MS" + timed + " ORDER BY f.DURATION_MS", SQLDB::kQuery);
-        for (SqlDA* row = m_db.fetch(); row != nullptr && next < kPercentileRanks.size();
-             row = m_db.fetch(), ++position) {
-            const int64_t milliseconds = Number(row->row.at(0));
-            while (next < kPercentileRanks.size() &&
-                   (kPercentileRanks[next] * count + 99) / 100 - 1 == position) {
-                report.percentiles.push_back({kPercentileRanks[next++], milliseconds});
-            }
-        }
-        m_db.freeRequest();
+        report.percentiles.push_back({rank, durations[(rank * count + 99) / 100 - 1]});
     }
     for (const Row& row :
          rows("SELECT f.SESSION_ID, f.REQUEST_ID, f.START_DATE_TIME, f.USER_NAME, f.OUTCOME,"
@@ -158,19 +205,11 @@ void ReportQueries::readDurations(UsageReport& report) {
               timed + " ORDER BY f.DURATION_MS DESC, f.SESSION_ID, f.REQUEST_ID LIMIT " +
               std::to_string(kTopCount))) {
         report.slowest.push_back({Text(row.at(0)), Text(row.at(1)), Text(row.at(2)),
-                                  Text(row.at(3), "(none)"), Text(row.at(4)), Number(row.at(5))});
+                                  Text(row.at(3), kNone), Text(row.at(4)), Number(row.at(5))});
     }
 }
 
 void ReportQueries::readUsage(UsageReport& report) {
-    const std::string facts =
-        std::string(" FROM ") + kFacts + " f WHERE 1 = 1" + period("f.START_DATE_TIME");
-    report.topUsers = counts(std::string("SELECT f.USER_NAME, COUNT(*), ") + kFailure + facts +
-                             " GROUP BY f.USER_NAME");
-    report.userClasses = counts(std::string("SELECT f.USER_CLASS, COUNT(*), ") + kFailure + facts +
-                                " AND f.USER_CLASS IS NOT NULL GROUP BY f.USER_CLASS");
-    report.adminActions = counts(std::string("SELECT f.ACTION, COUNT(*), ") + kFailure + facts +
-                                 " AND f.REQUEST_TYPE = 2 GROUP BY f.ACTION");
     // Sources are recorded per session: a source counts the sessions that
     // opened it and made a request in the period.
     report.dataSources = counts(

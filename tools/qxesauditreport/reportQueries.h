@@ -36,7 +36,7 @@ class ReportQueries {
     // A time stamp literal as the engine takes it.
     std::string literal(const std::string& timestamp) const;
     std::vector<UsageReport::Count> counts(const std::string& sql);
-    void readTotals(UsageReport& report);
+    void readPeople(UsageReport& report);
     void readSlots(UsageReport& report);
     void readDurations(UsageReport& report);
     void readUsage(UsageReport& report);
