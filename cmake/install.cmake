@@ -1,5 +1,42 @@
-# What `cmake --install` puts where: the program, its message catalogue and
-# the schema files, in the same relative layout as the build tree.
-install(TARGETS qxesauditfileprocessor RUNTIME DESTINATION bin)
-install(FILES ${AFP_CATALOGUE} DESTINATION ${AFP_SHARE_DIR}/en-us)
-install(FILES schema/sqlite.sql schema/postgresql.sql DESTINATION ${AFP_SHARE_DIR}/schema)
+# What `cmake --install` puts where, in three components:
+#   loader   the program, its catalogue, the schema files and its man page,
+#            in the same relative layout as the build tree (bin/, share/);
+#   auditgen the audit-file writer and its man page;
+#   system   the service and timer, the configuration under /etc and the
+#            logrotate snippet. Their paths are absolute, so this component is
+#            left out of a plain `cmake --install` and only goes into the
+#            Debian package (cmake/package.cmake).
+set(AFP_CONFIG_DIR /etc/qxesauditfileprocessor)
+set(AFP_UNIT_DIR /lib/systemd/system)
+
+install(TARGETS qxesauditfileprocessor RUNTIME DESTINATION bin COMPONENT loader)
+install(FILES ${AFP_CATALOGUE} DESTINATION ${AFP_SHARE_DIR}/en-us COMPONENT loader)
+install(FILES schema/sqlite.sql schema/postgresql.sql DESTINATION ${AFP_SHARE_DIR}/schema
+        COMPONENT loader)
+install(TARGETS qxesauditgen RUNTIME DESTINATION bin COMPONENT auditgen)
+
+# Man pages: the version is filled in, then the page is compressed as Debian
+# installs them (gzip -n keeps the bytes the same from build to build).
+set(AFP_MAN_DIR ${CMAKE_BINARY_DIR}/share/man/man1)
+set(AFP_MAN_PAGES)
+foreach(page qxesauditfileprocessor qxesauditgen)
+    configure_file(docs/man/${page}.1 ${CMAKE_BINARY_DIR}/man/${page}.1 @ONLY)
+    add_custom_command(
+        OUTPUT ${AFP_MAN_DIR}/${page}.1.gz
+        COMMAND ${CMAKE_COMMAND} -E make_directory ${AFP_MAN_DIR}
+        COMMAND gzip -9 -n -c ${CMAKE_BINARY_DIR}/man/${page}.1 > ${AFP_MAN_DIR}/${page}.1.gz
+        DEPENDS ${CMAKE_BINARY_DIR}/man/${page}.1
+        COMMENT "Compressing the man page ${page}.1")
+    list(APPEND AFP_MAN_PAGES ${AFP_MAN_DIR}/${page}.1.gz)
+endforeach()
+add_custom_target(afp_man_pages ALL DEPENDS ${AFP_MAN_PAGES})
+install(FILES ${AFP_MAN_DIR}/qxesauditfileprocessor.1.gz DESTINATION share/man/man1 COMPONENT loader)
+install(FILES ${AFP_MAN_DIR}/qxesauditgen.1.gz DESTINATION share/man/man1 COMPONENT auditgen)
+
+install(FILES packaging/systemd/qxesauditfileprocessor.service
+              packaging/systemd/qxesauditfileprocessor.timer
+        DESTINATION ${AFP_UNIT_DIR} COMPONENT system EXCLUDE_FROM_ALL)
+install(FILES packaging/etc/loader.env DESTINATION ${AFP_CONFIG_DIR}
+        COMPONENT system EXCLUDE_FROM_ALL)
+install(FILES packaging/logrotate/qxesauditfileprocessor DESTINATION /etc/logrotate.d
+        COMPONENT system EXCLUDE_FROM_ALL)

@@ -83,6 +83,66 @@ CREATE TABLE IF NOT EXISTS QXES_LEVEL_USAGE (
     PRIMARY KEY (SESSION_ID, REQUEST_ID, DIM_CODE, LEVEL_CODE)
 );
 
+-- Indexes for the questions administrators ask: requests by time, sessions
+-- by user, and usage by name. The report reads requests of a period through
+-- QXES_REQUEST_START and reaches their sessions and usage rows by key.
+-- Running this file again on an older database adds them.
+CREATE INDEX IF NOT EXISTS QXES_REQUEST_START ON QXES_REQUEST (START_DATE_TIME);
+CREATE INDEX IF NOT EXISTS QXES_SESSION_USER ON QXES_SESSION (USER_NAME);
+CREATE INDEX IF NOT EXISTS QXES_USER_SOURCE_NAME ON QXES_USER_SOURCE (SOURCE_NAME, SOURCE_TYPE);
+CREATE INDEX IF NOT EXISTS QXES_DIM_USAGE_NAME ON QXES_DIM_USAGE (DIM_NAME);
+CREATE INDEX IF NOT EXISTS QXES_LEVEL_USAGE_NAME ON QXES_LEVEL_USAGE (LEVEL_NAME);
+CREATE INDEX IF NOT EXISTS QXES_MEASURE_USAGE_NAME ON QXES_MEASURE_USAGE (MEASURE_NAME);
+
+-- Each request with what is worked out by hand otherwise: its day
+-- (YYYY-MM-DD) and hour of the day, its duration in milliseconds (null while
+-- it has no end), its user, and its outcome: 'success', 'failure', or 'open'
+-- while no outcome has come.
+CREATE OR REPLACE VIEW QXES_REQUEST_FACTS AS
+SELECT r.SESSION_ID,
+       r.REQUEST_ID,
+       r.START_DATE_TIME,
+       r.END_DATE_TIME,
+       to_char(r.START_DATE_TIME, 'YYYY-MM-DD') AS REQUEST_DAY,
+       CAST(EXTRACT(HOUR FROM r.START_DATE_TIME) AS INTEGER) AS REQUEST_HOUR,
+       CAST(ROUND(EXTRACT(EPOCH FROM r.END_DATE_TIME - r.START_DATE_TIME) * 1000)
+           AS BIGINT) AS DURATION_MS,
+       s.USER_NAME,
+       r.USER_CLASS,
+       r.REQUEST_TYPE,
+       r.ACTION,
+       CASE r.REQUEST_STATUS WHEN 1 THEN 'success' WHEN 0 THEN 'failure' ELSE 'open' END
+           AS OUTCOME,
+       r.MESSAGE,
+       r.MACHINE_NAME,
+       r.MACHINE_PORT
+FROM QXES_REQUEST r
+LEFT JOIN QXES_SESSION s ON s.SESSION_ID = r.SESSION_ID;
+
+-- Daily figures per user.
+CREATE OR REPLACE VIEW QXES_USER_DAILY AS
+SELECT REQUEST_DAY,
+       USER_NAME,
+       COUNT(*) AS REQUESTS,
+       SUM(CASE WHEN OUTCOME = 'failure' THEN 1 ELSE 0 END) AS FAILURES,
+       SUM(DURATION_MS) AS TOTAL_DURATION_MS,
+       MAX(DURATION_MS) AS LONGEST_DURATION_MS
+FROM QXES_REQUEST_FACTS
+GROUP BY REQUEST_DAY, USER_NAME;
+
+-- Daily figures per data source. Sources are recorded per session, so a
+-- source's requests are those of the sessions that opened it.
+CREATE OR REPLACE VIEW QXES_SOURCE_DAILY AS
+SELECT f.REQUEST_DAY,
+       u.SOURCE_NAME,
+       u.SOURCE_TYPE,
+       COUNT(DISTINCT f.SESSION_ID) AS SESSIONS,
+       COUNT(*) AS REQUESTS,
+       SUM(CASE WHEN f.OUTCOME = 'failure' THEN 1 ELSE 0 END) AS FAILURES
+FROM QXES_USER_SOURCE u
+JOIN QXES_REQUEST_FACTS f ON f.SESSION_ID = u.SESSION_ID
+GROUP BY f.REQUEST_DAY, u.SOURCE_NAME, u.SOURCE_TYPE;
+
 -- The loader's own bookkeeping, written in the same transaction as the rows
 -- of each batch. How far each audit file is loaded: the file is named by its
 -- server name (without resume number) and a digest of its first two lines.

@@ -5,8 +5,12 @@
 
 #include <utility>
 
-DirectoryLister::DirectoryLister(const std::string& directory, const std::string& extension)
-    : m_dir(opendir(directory.c_str())), m_directory(directory), m_extension(extension) {
+DirectoryLister::DirectoryLister(const std::string& directory, const std::string& extension,
+                                 bool reportOthers)
+    : m_dir(opendir(directory.c_str())),
+      m_directory(directory),
+      m_extension(extension),
+      m_reportOthers(reportOthers) {
     if (m_directory.empty() || m_directory.back() != '/') {
         m_directory += '/';
     }
@@ -19,7 +23,8 @@ DirectoryLister::~DirectoryLister() {
 DirectoryLister::DirectoryLister(DirectoryLister&& other) noexcept
     : m_dir(std::exchange(other.m_dir, nullptr)),
       m_directory(std::move(other.m_directory)),
-      m_extension(std::move(other.m_extension)) {}
+      m_extension(std::move(other.m_extension)),
+      m_reportOthers(other.m_reportOthers) {}
 
 DirectoryLister& DirectoryLister::operator=(DirectoryLister&& other) noexcept {
     if (this != &other) {
@@ -27,6 +32,7 @@ DirectoryLister& DirectoryLister::operator=(DirectoryLister&& other) noexcept {
         m_dir = std::exchange(other.m_dir, nullptr);
         m_directory = std::move(other.m_directory);
         m_extension = std::move(other.m_extension);
+        m_reportOthers = other.m_reportOthers;
     }
     return *this;
 }
@@ -55,6 +61,25 @@ bool DirectoryLister::Next(Entry& entry) {
         if (name == "." || name == "..") {
             continue;
         }
+        if (m_reportOthers) {
+            // Nothing is followed: the entry's own type, asked of lstat where
+            // the file system gives none.
+            mode_t mode = DTTOIF(item->d_type);
+            if (item->d_type == DT_UNKNOWN) {
+                struct stat info;
+                if (lstat((m_directory + name).c_str(), &info) != 0) {
+                    continue;
+                }
+                mode = info.st_mode;
+            }
+            if (S_ISDIR(mode) || HasExtension(name)) {
+                entry.name = name;
+                entry.isDirectory = S_ISDIR(mode);
+                entry.otherKind = entry.isDirectory ? "" : KindOf(mode);
+                return true;
+            }
+            continue;
+        }
         bool isDirectory = false;
         bool isFile = false;
         if (item->d_type == DT_DIR) {
@@ -74,6 +99,7 @@ bool DirectoryLister::Next(Entry& entry) {
         if (isDirectory || (isFile && HasExtension(name))) {
             entry.name = name;
             entry.isDirectory = isDirectory;
+            entry.otherKind.clear();
             return true;
         }
     }
@@ -83,4 +109,25 @@ bool DirectoryLister::Next(Entry& entry) {
 bool DirectoryLister::DirectoryExists(const std::string& path) {
     struct stat info;
     return !path.empty() && stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+const char* DirectoryLister::KindOf(mode_t mode) {
+    switch (mode & S_IFMT) {
+        case S_IFREG:
+            return "";
+        case S_IFDIR:
+            return "directory";
+        case S_IFLNK:
+            return "symbolic link";
+        case S_IFIFO:
+            return "fifo";
+        case S_IFSOCK:
+            return "socket";
+        case S_IFCHR:
+            return "character device";
+        case S_IFBLK:
+            return "block device";
+        default:
+            return "unknown kind";
+    }
 }

@@ -1,13 +1,16 @@
 // Lists one directory's subdirectories and the regular files whose name ends in
 // a given extension (compared without regard to case), in the order the system
 // returns them. Symbolic links count as what they point to; dangling links,
-// devices, pipes and sockets are skipped.
+// devices, pipes and sockets are skipped, unless the lister is asked to report
+// them: then no link is followed, and every other entry with the extension is
+// offered with what it is.
 //   DirectoryLister lister("/var/audit", ".log");
 //   DirectoryLister::Entry entry;
 //   while (lister.Next(entry)) if (!entry.isDirectory) load(entry.name);
 #pragma once
 
 #include <dirent.h>
+#include <sys/types.h>
 
 #include <string>
 
@@ -17,11 +20,18 @@ class DirectoryLister {
         // The entry's name within the directory, without any path.
         std::string name;
         bool isDirectory = false;
+        // Empty for a directory or a regular file; otherwise what the entry is,
+        // not following links: "symbolic link", "fifo", "socket",
+        // "character device", "block device".
+        std::string otherKind;
     };
 
     // Opens the directory; IsOpen() tells whether that worked. An empty
-    // extension lets every regular file through.
-    DirectoryLister(const std::string& directory, const std::string& extension);
+    // extension lets every regular file through. With `reportOthers`, entries
+    // whose name has the extension and that are neither directories nor
+    // regular files (links not followed) are offered too, with otherKind set.
+    DirectoryLister(const std::string& directory, const std::string& extension,
+                    bool reportOthers = false);
     ~DirectoryLister();
 
     DirectoryLister(const DirectoryLister&) = delete;
@@ -40,6 +50,10 @@ class DirectoryLister {
 
     // True when path names a directory, or a link to one.
     static bool DirectoryExists(const std::string& path);
+    // What a file of this mode is, in words: "" for a regular file, else
+    // "directory", "symbolic link", "fifo", "socket", "character device",
+    // "block device" or "unknown kind".
+    static const char* KindOf(mode_t mode);
 
   private:
     bool HasExtension(const std::string& name) const;
@@ -48,4 +62,5 @@ class DirectoryLister {
     // Ends in "/", so that an entry's full path is m_directory + name.
     std::string m_directory;
     std::string m_extension;
+    bool m_reportOthers = false;
 };

@@ -7,6 +7,8 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
+#include <utility>
 
 #include "directoryLister.h"
 #include "fileTools.h"
@@ -37,60 +39,115 @@ bool NameExists(const std::string& path) {
 
 }  // namespace
 
-bool AuditFileClaim::LockAndCheck(const std::string& path) {
+AuditFileClaim::Outcome AuditFileClaim::LockAndCheck(const std::string& path, std::string& reason) {
     Release();
+    // Looked at before opening, so that no device is ever opened: opening one
+    // can have effects of its own.
+    struct stat byPath;
+    if (::lstat(path.c_str(), &byPath) != 0) {
+        if (errno == ENOENT) {
+            return Outcome::kTakenElsewhere;
+        }
+        reason = std::string("cannot examine it: ") + std::strerror(errno);
+        return Outcome::kFailed;
+    }
+    if (!S_ISREG(byPath.st_mode)) {
+        reason = DirectoryLister::KindOf(byPath.st_mode);
+        return Outcome::kNotRegular;
+    }
+    // O_NOFOLLOW and O_NONBLOCK: a link or fifo put in the file's place since
+    // the lstat is refused, not followed or waited on.
     int descriptor;
     do {
-        descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+        descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     } while (descriptor < 0 && errno == EINTR);
     FileDescriptor file(descriptor);
     if (!file.valid()) {
-        return false;
+        if (errno == ENOENT) {
+            return Outcome::kTakenElsewhere;
+        }
+        if (errno == ELOOP) {
+            reason = "symbolic link";
+            return Outcome::kNotRegular;
+        }
+        reason = std::string("cannot open it: ") + std::strerror(errno);
+        return Outcome::kFailed;
+    }
+    struct stat byDescriptor;
+    if (::fstat(file.get(), &byDescriptor) != 0) {
+        reason = std::string("cannot examine it: ") + std::strerror(errno);
+        return Outcome::kFailed;
+    }
+    if (!S_ISREG(byDescriptor.st_mode)) {
+        reason = DirectoryLister::KindOf(byDescriptor.st_mode);
+        return Outcome::kNotRegular;
     }
     int locked;
     do {
         locked = ::flock(file.get(), LOCK_EX | LOCK_NB);
     } while (locked != 0 && errno == EINTR);
     if (locked != 0) {
-        return false;
+        if (errno == EWOULDBLOCK) {
+            return Outcome::kTakenElsewhere;
+        }
+        reason = std::string("cannot lock it: ") + std::strerror(errno);
+        return Outcome::kFailed;
     }
     // Between our open and our lock another run may have loaded the file and
     // renamed it away; the path then names another file or none.
-    struct stat byPath;
-    struct stat byDescriptor;
-    if (::stat(path.c_str(), &byPath) != 0 || ::fstat(file.get(), &byDescriptor) != 0 ||
-        byPath.st_dev != byDescriptor.st_dev || byPath.st_ino != byDescriptor.st_ino) {
-        return false;
+    if (::lstat(path.c_str(), &byPath) != 0) {
+        if (errno == ENOENT) {
+            return Outcome::kTakenElsewhere;
+        }
+        reason = std::string("cannot examine it: ") + std::strerror(errno);
+        return Outcome::kFailed;
+    }
+    if (byPath.st_dev != byDescriptor.st_dev || byPath.st_ino != byDescriptor.st_ino) {
+        return Outcome::kTakenElsewhere;
     }
     m_file = std::move(file);
-    return true;
+    return Outcome::kTaken;
 }
 
-bool AuditFileClaim::Take(const std::string& path) {
-    if (!LockAndCheck(path)) {
-        return false;
+AuditFileClaim::Outcome AuditFileClaim::Take(const std::string& path, std::string& reason) {
+    const Outcome locked = LockAndCheck(path, reason);
+    if (locked != Outcome::kTaken) {
+        return locked;
     }
     // The rename-and-back test: a file the server or anyone else still holds
     // in a way that forbids renaming is left for a later run.
     const std::string claimed = path + kClaimSuffix;
     if (std::rename(path.c_str(), claimed.c_str()) != 0) {
-        Release();
-        return false;
+        return RenameFailed("cannot rename it to " + claimed, reason);
     }
     if (std::rename(claimed.c_str(), path.c_str()) != 0) {
         // Left under the claim name; a later run puts it back.
-        Release();
-        return false;
+        return RenameFailed("cannot rename " + claimed + " back", reason);
     }
-    return true;
+    return Outcome::kTaken;
+}
+
+AuditFileClaim::Outcome AuditFileClaim::RenameFailed(const std::string& operation,
+                                                     std::string& reason) {
+    const int error = errno;
+    Release();
+    if (error == ENOENT) {
+        return Outcome::kTakenElsewhere;
+    }
+    reason = operation + ": " + std::strerror(error);
+    return Outcome::kFailed;
 }
 
 void AuditFileClaim::RestoreInterruptedClaims(const std::string& directory) {
-    DirectoryLister lister(directory, kClaimSuffix);
+    // Links and other entries that are not regular files are reported by the
+    // lister rather than followed, and left alone.
+    DirectoryLister lister(directory, kClaimSuffix, true);
     DirectoryLister::Entry entry;
     std::string original;
+    std::string reason;
     while (lister.Next(entry)) {
-        if (entry.isDirectory || !IsInterruptedClaimName(entry.name, original)) {
+        if (entry.isDirectory || !entry.otherKind.empty() ||
+            !IsInterruptedClaimName(entry.name, original)) {
             continue;
         }
         const std::string path =
@@ -99,7 +156,7 @@ void AuditFileClaim::RestoreInterruptedClaims(const std::string& directory) {
             FileTools::AddTermToPath(directory, original, FileTools::kPathDelim);
         AuditFileClaim claim;
         // A locked file is inside another run's rename-and-back right now.
-        if (!claim.LockAndCheck(path) || NameExists(originalPath)) {
+        if (claim.LockAndCheck(path, reason) != Outcome::kTaken || NameExists(originalPath)) {
             continue;
         }
         std::rename(path.c_str(), originalPath.c_str());

@@ -31,13 +31,17 @@ class DirectoryListerTest : public ::testing::Test {
     const std::string m_dir = m_scratch.path();
 };
 
-std::set<std::string> List(const std::string& directory, const std::string& extension) {
-    DirectoryLister lister(directory, extension);
+std::set<std::string> List(const std::string& directory, const std::string& extension,
+                           bool reportOthers = false) {
+    DirectoryLister lister(directory, extension, reportOthers);
     EXPECT_TRUE(lister.IsOpen());
     std::set<std::string> seen;
     DirectoryLister::Entry entry;
     while (lister.Next(entry)) {
-        seen.insert((entry.isDirectory ? "dir " : "file ") + entry.name);
+        const std::string kind = entry.isDirectory         ? "dir"
+                                 : entry.otherKind.empty() ? "file"
+                                                           : entry.otherKind;
+        seen.insert(kind + " " + entry.name);
     }
     return seen;
 }
@@ -49,6 +53,18 @@ TEST_F(DirectoryListerTest, OffersDirectoriesAndFilesWithTheExtensionInAnyCase) 
                                             "dir linkedDir"};
     EXPECT_EQ(List(m_dir, ".log"), expected);
     EXPECT_EQ(List(m_dir + "/", ".LoG"), expected);
+}
+
+TEST_F(DirectoryListerTest, ReportsOtherEntriesWithTheExtensionWithoutFollowingLinks) {
+    const std::set<std::string> expected = {"file qxes_audit.log",
+                                            "file qxes_audit_1.LOG",
+                                            "file other.log",
+                                            "dir qxes_audit_d.log",
+                                            "dir plain",
+                                            "fifo pipe.log",
+                                            "symbolic link linked.log",
+                                            "symbolic link dangling.log"};
+    EXPECT_EQ(List(m_dir, ".log", true), expected);
 }
 
 TEST_F(DirectoryListerTest, OnlyDirectoriesExistAndAMissingOneListsNothing) {

@@ -1,0 +1,31 @@
+// The reject file: every line that the loader refused, appended with the
+// audit file it came from, its line number and the cause, so that an
+// administrator can look at it, mend it, and load it again. The file is
+// opened on first use, in append mode, never through a symbolic link, and is
+// readable by its owner only (audit lines may name users).
+//   RejectFile rejects("/var/log/afp/errors.log.rejected");
+//   rejects.Append("/audit/qxes_audit_1.log", 42, "the line has too few fields", rawLine);
+// A record is two lines: "# <audit file>:<line number>: <cause>", then the
+// raw line as it was read (without its line end).
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "fileDescriptor.h"
+
+class RejectFile {
+  public:
+    // An empty path makes a reject file that keeps nothing.
+    explicit RejectFile(std::string path = std::string());
+
+    const std::string& path() const { return m_path; }
+    // False when the record could not be written; `reason` then holds the
+    // system's reason (the caller shows it once).
+    bool Append(const std::string& auditFile, uint64_t lineNumber, const std::string& cause,
+                const std::string& rawLine, std::string& reason);
+
+  private:
+    std::string m_path;
+    FileDescriptor m_file;
+};
