@@ -27,7 +27,7 @@ if(AFP_TESTS)
 
     # Scheduled runs end to end: summary, exit status, run reports, secrets.
     add_executable(afp_operability_tests tests/endToEnd/operabilityTest.cpp)
-    target_link_libraries(afp_operability_tests PRIVATE afp_parser afp_testdatabase
+    target_link_libraries(afp_operability_tests PRIVATE afp_runreport afp_parser afp_testdatabase
         nlohmann_json::nlohmann_json GTest::gtest_main)
     target_compile_definitions(afp_operability_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>"

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../support/auditFiles.h"
+#include "exitStatus.h"
 
 namespace {
 
@@ -238,6 +239,63 @@ TEST_F(Operability, OutputPathsThatAreLinksOrFullAreRefusedOrReported) {
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(Count(run.err, "AFP-0054: "), 1u) << run.err;
     EXPECT_NE(run.err.find("/dev/full: No space left on device"), std::string::npos) << run.err;
+}
+
+TEST(ExitStatus, TheWorstOutcomeOfTheRunWins) {
+    const auto file = [](FileOutcome outcome, uint64_t refused) {
+        FileStatistics statistics;
+        statistics.outcome = outcome;
+        statistics.linesRefused = refused;
+        return statistics;
+    };
+    const struct {
+        std::vector<FileStatistics> files;
+        bool interrupted;
+        RunStage failedIn;  // kStarting: the run did not fail
+        bool unexpected, directoryMissing;
+        int status;
+    } cases[] = {
+        {{file(FileOutcome::kLoaded, 0), file(FileOutcome::kSetAside, 0)},
+         false,
+         RunStage::kStarting,
+         false,
+         false,
+         0},
+        {{file(FileOutcome::kSkipped, 0), file(FileOutcome::kLoaded, 2)},
+         false,
+         RunStage::kStarting,
+         false,
+         false,
+         65},
+        {{file(FileOutcome::kLoaded, 2), file(FileOutcome::kPutBack, 0)},
+         false,
+         RunStage::kStarting,
+         false,
+         false,
+         75},
+        {{file(FileOutcome::kLoaded, 0)}, true, RunStage::kStarting, false, false, 75},
+        {{file(FileOutcome::kLoaded, 3), file(FileOutcome::kStopped, 0)},
+         false,
+         RunStage::kLoading,
+         false,
+         false,
+         75},
+        {{}, false, RunStage::kLoading, false, true, 66},
+        {{}, false, RunStage::kLoading, true, false, 70},
+        {{}, false, RunStage::kConnecting, false, false, 69},
+        {{}, false, RunStage::kConnected, false, false, 69},
+        {{}, false, RunStage::kReadingCommandLine, true, false, 64},
+    };
+    for (const auto& c : cases) {
+        RunOutcome outcome;
+        outcome.statistics.files = c.files;
+        outcome.statistics.interrupted = c.interrupted;
+        outcome.failed = c.failedIn != RunStage::kStarting;
+        outcome.stage = outcome.failed ? c.failedIn : RunStage::kLoading;
+        outcome.unexpectedFailure = c.unexpected;
+        outcome.auditDirectoryMissing = c.directoryMissing;
+        EXPECT_EQ(ExitStatus::Of(outcome), c.status) << ExitStatus::Meaning(c.status);
+    }
 }
 
 }  // namespace
