@@ -9,6 +9,12 @@ add_library(afp_parser STATIC
     auditfileprocessor/source/parserFile.cpp
     auditfileprocessor/source/parserLine.cpp
     auditfileprocessor/source/parserTableCatalogue.cpp
+    auditfileprocessor/source/parserLineHandling.cpp
+    auditfileprocessor/source/parserBatch.cpp
+    auditfileprocessor/source/loadProgress.cpp
+    auditfileprocessor/source/stopRequest.cpp
+    auditfileprocessor/source/auditLineReader.cpp
+    auditfileprocessor/source/rejectFile.cpp
     auditfileprocessor/source/runStatistics.cpp)
 target_link_libraries(afp_parser PUBLIC afp_rowaccess afp_database afp_usage afp_format afp_driver)
 
@@ -17,7 +23,8 @@ if(AFP_TESTS)
         tests/auditfileprocessor/parserLineTest.cpp
         tests/auditfileprocessor/loadingTest.cpp
         tests/auditfileprocessor/auditFileClaimTest.cpp
-        tests/auditfileprocessor/auditLineCheckTest.cpp)
+        tests/auditfileprocessor/auditLineCheckTest.cpp
+        tests/auditfileprocessor/auditLineReaderTest.cpp)
     target_link_libraries(afp_parser_tests PRIVATE afp_parser afp_testdatabase GTest::gtest_main)
     # The loading tests also run the built program.
     target_compile_definitions(afp_parser_tests PRIVATE

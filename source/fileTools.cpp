@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstring>
 
+#include "fileDescriptor.h"
+
 std::string FileTools::AddTermToPath(const std::string& path, const std::string& name, char delim) {
     if (path.empty()) {
         return name;
@@ -66,4 +68,16 @@ FILE* FileTools::_fopen(const std::string& path, const char* mode, mode_t permis
         ::close(descriptor);
     }
     return stream;
+}
+
+bool FileTools::SyncDirectory(const std::string& path) {
+    FileDescriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.valid()) {
+        return false;
+    }
+    int synced;
+    do {
+        synced = ::fsync(directory.get());
+    } while (synced != 0 && errno == EINTR);
+    return synced == 0;
 }

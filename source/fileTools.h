@@ -21,6 +21,8 @@ class FileTools {
     static bool FileExists(const std::string& path);
     // True for an existing directory (links followed).
     static bool DirectoryExists(const std::string& path);
+    // Makes the directory's entries (a rename in it) durable; false on failure.
+    static bool SyncDirectory(const std::string& path);
     // Opens a stream with a C stdio mode ("r", "w", "a", "r+", "w+", "a+");
     // a file it creates gets the given permissions (before the umask). NULL on failure.
     static FILE* _fopen(const std::string& path, const char* mode, mode_t permissions = 0666);

@@ -12,6 +12,8 @@ class AuditLineCheck {
   public:
     // Every field valid UTF-8 and, when the line has one, a valid time stamp.
     static bool IsWellFormedRecord(const std::vector<std::string>& fields);
+    // Why the record is not well formed, for the administrator; empty when it is.
+    static std::string WhyMalformed(const std::vector<std::string>& fields);
     // Shortest-form UTF-8 of code points up to U+10FFFF, surrogates excluded.
     static bool IsValidUtf8(const std::string& text);
 };

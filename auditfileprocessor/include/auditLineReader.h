@@ -11,6 +11,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,8 @@ class AuditLineReader {
     uint64_t Offset() const { return m_offset; }
     // The file's size now, read from the open descriptor; false on failure.
     bool CurrentSize(uint64_t& size) const;
+    // When the file was last written to; false on failure.
+    bool LastModified(std::time_t& when) const;
 
   private:
     // Reads more bytes into the buffer; false at end of file or on error.

@@ -17,15 +17,19 @@
 class DatabaseDriver {
   public:
     // The status of a call. The failures say what to do next: a failed
-    // statement leaves its transaction intact (skip the row), a failed
-    // transaction was given up by the database (retry the batch), a failed
-    // connection needs the administrator.
+    // statement was refused for the values it carries and leaves its
+    // transaction intact (skip the row), a failed transaction was given up by
+    // the database (retry the batch), a failed connection needs the
+    // administrator, and a database failure means the statement could not run
+    // whatever its values (a missing table, missing rights, a full disk): stop
+    // until it is fixed.
     enum Status {
         kOk = 0,
         kNoMoreRows = 100,
         kStatementFailed = -1,
         kTransactionFailed = -2,
         kConnectionFailed = -3,
+        kDatabaseFailed = -4,
     };
 
     // Where a statement failed: while it was compiled or while it ran.
@@ -77,4 +81,19 @@ class DatabaseDriver {
     virtual Result fetch(std::vector<std::optional<std::string>>& row) = 0;
     // Lets go of the statement in hand; nothing happens when there is none.
     virtual void release() = 0;
+
+    // The rows of one audit line are undone together when the line is refused:
+    // savepointLine() comes before the line's first statement, then either
+    // releaseLine() keeps its rows or rollbackLine() undoes them.
+    virtual Result savepointLine() = 0;
+    virtual Result releaseLine() = 0;
+    virtual Result rollbackLine() = 0;
+
+    // Whether a commit returns only once its data is on disk (true), or may
+    // be lost with the commits after it on a power loss (false). Called
+    // outside a transaction.
+    virtual Result setDurableCommits(bool durable) = 0;
+    // How long to wait for a lock that another connection holds; called
+    // before open(). Drivers whose server waits by itself ignore it.
+    virtual void setLockWait(int /*milliseconds*/) {}
 };

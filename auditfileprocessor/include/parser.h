@@ -11,11 +11,15 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "afpOptions.h"
 #include "auditFileClaim.h"
+#include "auditLineReader.h"
+#include "loadProgress.h"
+#include "rejectFile.h"
 #include "runStatistics.h"
 #include "table.h"
 #include "tableId.h"
@@ -56,13 +60,13 @@ class Parser {
     static uint32_t ResumeNumberOf(const std::string& path);
     // Position in path of the last "." of the file's own name, or npos.
     static std::string::size_type ExtensionDotOf(const std::string& path);
+    // A line as an administrator reads it in a message: a long line is cut.
+    static std::string LineForMessage(const std::string& raw);
 
     static const char kAuditFilePrefix[];  // "qxes_audit"
     static const char kAuditFileExt[];     // ".log"
     static const char kLiveAuditFile[];    // "qxes_audit.log", never touched
     static const char kDoneExt[];          // ".___"
-    // One line read at a time, newline and NUL included; longer lines come in pieces.
-    static constexpr size_t kLineBufferSize = 10240;
 
     // Table catalogue.
     void CreateAuditDBTableMap();
@@ -103,6 +107,34 @@ class Parser {
     // The table of that id; an absent entry is made with no table behind it.
     Table* TableFor(TableId id);
 
+    // How the load of the file in hand ended, for what the scan does with it.
+    enum class FileEnd {
+        kSetAside,  // done with (loaded, or not loadable): renamed to ".___" or deleted
+        kPutBack,   // to be continued by a later run: left under its own name
+        kRetry,     // the database connection was lost: load it again once reconnected
+    };
+
+    // The scan's part: claim, load (again after a lost connection), set aside.
+    AuditFileClaim::Outcome ClaimFile(const std::string& path, std::string& reason) const;
+    void LoadClaimedFile(const std::string& path);
+    bool ReconnectAfterLoss(const std::string& reason);
+    void SetAside(const std::string& path);
+
+    // One line in hand: handled with writing on (its rows kept or undone as
+    // a whole, a refusal reported) or, before the resume point, with writing
+    // off, only to rebuild what the lines leave in memory.
+    void HandleLine(const std::string& raw, std::vector<std::string>& fields,
+                    AuditLineReader::Status status);
+    void RefuseLine(const std::string& raw, const std::string& cause);
+    // Commits the open batch with the file's progress.
+    void CommitBatch(uint32_t lastLine, uint64_t offset);
+    // Records durably that the file was read to its end.
+    void MarkFileLoaded(uint32_t lastLine, uint64_t offset);
+    FileStatistics& CurrentFileStatistics();
+
+    // Why ParseLine refused the line in hand, when it says so itself.
+    std::string m_refusalCause;
+
     // Server context, from the version, general and start-up lines.
     int32_t versionNumber = 0;
     std::string versionTimeStamp;
@@ -135,4 +167,17 @@ class Parser {
     std::map<std::string, std::string> usageNamesByRequest;
 
     RunStatistics m_statistics;
+    LoadProgress m_progress;
+    LoadProgress::FileIdentity m_fileIdentity;
+    // Request keys whose waiting usage changed since the last commit.
+    std::set<std::string> m_changedUsageKeys;
+    RejectFile m_rejects;
+    bool m_rejectFileFailed = false;
+    FileEnd m_fileEnd = FileEnd::kSetAside;
+    // Index in m_statistics.files of the file in hand.
+    size_t m_fileIndex = 0;
+    // Rows written by the lines of the open batch.
+    uint64_t m_batchRows = 0;
+    // Connection losses survived in a row, for the wait before the next try.
+    int m_reconnectAttempts = 0;
 };

@@ -47,6 +47,15 @@ class PostgresDriver : public DatabaseDriver {
     Result fetch(std::vector<std::optional<std::string>>& row) override;
     void release() override;
 
+    // The line savepoint and its release travel with the line's next
+    // statement, so they cost no round trip of their own.
+    Result savepointLine() override;
+    Result releaseLine() override;
+    Result rollbackLine() override;
+    // synchronous_commit for the session: off lets a commit return before
+    // the server's log reaches the disk.
+    Result setDurableCommits(bool durable) override;
+
   private:
     // One message of a pipeline.
     struct Command {
@@ -78,4 +87,6 @@ class PostgresDriver : public DatabaseDriver {
     int m_nextRow = 0;
     bool m_rowsExhausted = true;
     CursorState m_cursor = kNoCursor;
+    // Line savepoint commands waiting for the next pipeline.
+    std::vector<Command> m_linePrefix;
 };

@@ -57,11 +57,40 @@ class SQLDB {
     void freeRequest();
 
     // The status of the last driver call: 0 done, 100 end of data, -1 the
-    // statement was refused (its transaction goes on), -2 the database gave up
-    // the transaction (retry the batch), -3 the database cannot be reached.
+    // statement was refused for its values (its transaction goes on), -2 the
+    // database gave up the transaction (retry the batch), -3 the database
+    // cannot be reached, -4 the statement cannot run whatever its values.
     int lastStatus() const { return m_status; }
 
+    // Copies a statement to the SQL dump file, when one is open.
+    static void WriteToDump(const std::string& statement);
+
+    // Connects again with the parameters of the last connect().
+    std::string reconnect();
+    // How long SQLite waits for another loader's lock; set before connect().
+    void setLockWaitSeconds(int seconds) { m_lockWaitSeconds = seconds; }
+    // See DatabaseDriver::setDurableCommits; outside a transaction.
+    void setDurableCommits(bool durable);
+
+    // One audit line: what it writes between beginLine() and endLine() is
+    // kept or undone as a whole, without touching the rest of its batch. The
+    // savepoint is only taken when the line runs its first statement.
+    void beginLine();
+    // Keeps or undoes the line's rows; raises RDXSQLException when they
+    // cannot be undone.
+    void endLine(bool keep);
+    // The worst failure of the line's statements so far: its status (0 when
+    // none failed) and the database's reason.
+    int lineFailureStatus() const { return m_lineFailureStatus; }
+    const std::string& lineFailureText() const { return m_lineFailureText; }
+    // Records why a statement of the line was refused before it reached the
+    // database (a value that failed its checks).
+    void noteRefusedStatement(const std::string& reason);
+    // Statements of the line that wrote (inserts and updates that ran).
+    unsigned lineWrites() const { return m_lineWrites; }
+
   private:
+    void recordFailure(int status, const std::string& text);
     std::unique_ptr<DatabaseDriver> m_driver;
     // The driver whose transaction is open; NULL while none is.
     DatabaseDriver* m_trHandle = nullptr;
@@ -70,4 +99,14 @@ class SQLDB {
     std::unique_ptr<SqlDA> m_outputDA;  // owns what m_crHandle points at
     int m_status = 0;
     eRequestType m_requestType = kUpdate;
+
+    // What connect() was given, for reconnect().
+    std::string m_dbName, m_connectString, m_dbType, m_user, m_password;
+    int m_lockWaitSeconds = 60;
+
+    bool m_inLine = false;
+    bool m_lineSavepointTaken = false;
+    int m_lineFailureStatus = 0;
+    std::string m_lineFailureText;
+    unsigned m_lineWrites = 0;
 };

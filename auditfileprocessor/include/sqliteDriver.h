@@ -42,11 +42,21 @@ class SqliteDriver : public DatabaseDriver {
     Result fetch(std::vector<std::optional<std::string>>& row) override;
     void release() override;
 
+    Result savepointLine() override;
+    Result releaseLine() override;
+    Result rollbackLine() override;
+    // FULL syncs the log at every commit; NORMAL leaves that to the next
+    // FULL commit or checkpoint, which then makes every earlier commit durable.
+    Result setDurableCommits(bool durable) override;
+    void setLockWait(int milliseconds) override { m_busyTimeoutMs = milliseconds; }
+
   private:
     // Compiles exactly one statement into `compiled`.
     Result prepare(const std::string& statement, SqliteStatement& compiled);
     // Runs a statement of the driver's own to its end.
     Result runToEnd(const char* statement);
+    // The same for a statement run once per line: compiled on first use, kept in `cache`.
+    Result runCached(SqliteStatement& cache, const char* statement);
     // The failure that result code `code` stands for, with SQLite's reason.
     Result failure(Phase phase, int code) const;
     // True when a transaction of ours is open in the database.
@@ -56,4 +66,7 @@ class SqliteDriver : public DatabaseDriver {
     std::string m_fileName;
     SqliteStatement m_statement;  // the query in hand, until release()
     bool m_inTransaction = false;
+    int m_busyTimeoutMs = kBusyTimeoutMs;
+    // The line savepoint's statements, compiled once per connection.
+    SqliteStatement m_savepointLine, m_releaseLine, m_rollbackLine;
 };

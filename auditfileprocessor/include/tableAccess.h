@@ -122,9 +122,13 @@ class TableAccess {
     SqlColType NumericColumnType(const std::string& columnName) const;
     // Takes the date dialect of the session that will run the statement.
     void UseDialectOf(const SQLDB* db) const;
+    // Tells the session why the statement was not run.
+    void NoteRefusal(SQLDB* db) const;
     const std::string& TableName() const;
 
     const Table* m_table;
     // The dialect of the statement being built; the literal appenders read it.
     mutable bool m_typedDateLiterals = true;
+    // The first column whose value failed its checks in the statement being built.
+    mutable std::string m_refusedColumn;
 };

@@ -97,6 +97,7 @@ void LoadAuditFiles(const AFPOptions& options, RunOutcome& outcome) {
     }
     OpenSqlDumpFile(options.sqlDumpFile);
     auto db = std::make_unique<SQLDB>();
+    db->setLockWaitSeconds(options.lockWaitSeconds);
     const std::string description = db->connect(options.dbName, options.dbConnect, options.dbType,
                                                 options.dbUser, options.dbPassword);
     outcome.stage = RunStage::kConnected;

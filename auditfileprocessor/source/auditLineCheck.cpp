@@ -66,12 +66,19 @@ bool AuditLineCheck::IsValidUtf8(const std::string& text) {
 }
 
 bool AuditLineCheck::IsWellFormedRecord(const std::vector<std::string>& fields) {
-    for (const std::string& field : fields) {
-        if (!IsValidUtf8(field)) {
-            return false;
+    return WhyMalformed(fields).empty();
+}
+
+std::string AuditLineCheck::WhyMalformed(const std::vector<std::string>& fields) {
+    for (size_t position = 0; position < fields.size(); ++position) {
+        if (!IsValidUtf8(fields[position])) {
+            return "field " + std::to_string(position + 1) + " is not valid UTF-8";
         }
     }
     const size_t stampPosition = AuditSupport::time_stamp;
-    return fields.size() <= stampPosition ||
-           SqlValueCheck::IsValidTimestamp(DatabaseTimeStamp(fields[stampPosition]));
+    if (fields.size() > stampPosition &&
+        !SqlValueCheck::IsValidTimestamp(DatabaseTimeStamp(fields[stampPosition]))) {
+        return "the time stamp " + fields[stampPosition] + " is not a real date and time";
+    }
+    return std::string();
 }

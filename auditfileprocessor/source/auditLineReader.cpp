@@ -109,6 +109,15 @@ AuditLineReader::Status AuditLineReader::Next(std::string& text) {
     }
 }
 
+bool AuditLineReader::LastModified(std::time_t& when) const {
+    struct stat info;
+    if (::fstat(m_file.get(), &info) != 0) {
+        return false;
+    }
+    when = info.st_mtime;
+    return true;
+}
+
 bool AuditLineReader::CurrentSize(uint64_t& size) const {
     struct stat info;
     if (::fstat(m_file.get(), &info) != 0) {

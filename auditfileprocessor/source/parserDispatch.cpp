@@ -77,9 +77,17 @@ bool Parser::ParseLine(std::vector<std::string>& fields) {
     // refused before any of them runs.
     const bool isRecord =
         lineState == kLineUsage || lineState == kLineError || lineState == kLineInfo;
-    if (isRecord &&
-        (fields.size() < kFixedFieldCount || !AuditLineCheck::IsWellFormedRecord(fields))) {
+    if (isRecord && fields.size() < kFixedFieldCount) {
+        m_refusalCause = "the line has " + std::to_string(fields.size()) +
+                         " fields, fewer than the " + std::to_string(kFixedFieldCount) +
+                         " of every record";
         return false;
+    }
+    if (isRecord) {
+        m_refusalCause = AuditLineCheck::WhyMalformed(fields);
+        if (!m_refusalCause.empty()) {
+            return false;
+        }
     }
     switch (lineState) {
         case kLineUsage:
@@ -95,6 +103,8 @@ bool Parser::ParseLine(std::vector<std::string>& fields) {
         case kLineNone:
             break;
     }
+    m_refusalCause =
+        "the line type " + fields.front().substr(0, 1) + " is none of V, G, I, E and U";
     return false;
 }
 

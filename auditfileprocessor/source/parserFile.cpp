@@ -1,37 +1,37 @@
-// The load of one audit file: header and version line, the lines in batches
-// of one transaction each, the skipping of lines an interrupted run already
-// loaded, and the resume number written into the name when loading stops.
+// The load of one audit file: header and version line, then every line in
+// batches of one transaction each, with the file's progress committed in the
+// same transaction as its rows. Lines that an earlier run committed are read
+// again with writing off, so that what they leave in memory is rebuilt. A
+// line that cannot be loaded is refused on its own; an error of the database
+// or of the system stops the file, which keeps its resume point.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <exception>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "auditSupport.h"
 #include "cppWebException.h"
-#include "fileTools.h"
+#include "databaseDriver.h"
 #include "krlAssertError.h"
 #include "messenger.h"
 #include "parser.h"
 #include "processingLocale.h"
+#include "rdxSqlException.h"
 #include "sqldbapi.h"
+#include "stopRequest.h"
 
 namespace {
 
-struct StreamCloser {
-    void operator()(FILE* stream) const { std::fclose(stream); }
-};
-using AuditStream = std::unique_ptr<FILE, StreamCloser>;
-
-// The line in the buffer as an administrator reads it in a message.
-std::string LineForMessage(const char* buffer) {
-    std::string text(buffer);
-    while (!text.empty() && text.back() == '\n') {
-        text.pop_back();
+// The first line of every audit file, without its line end.
+std::string HeaderText() {
+    std::string header = AuditSupport::kAuditFileHeader;
+    while (!header.empty() && (header.back() == '\n' || header.back() == '\r')) {
+        header.pop_back();
     }
-    return text;
+    return header;
 }
 
 // Why loading stopped, in the exception's own words.
@@ -45,6 +45,21 @@ std::string CauseOf(const std::exception_ptr& caught) {
     } catch (...) {
         return "unknown exception";
     }
+}
+
+// A file that grew after its end was read, or whose last line was cut off a
+// moment ago, is still in the hands of its writer.
+bool StillBeingWritten(const AuditLineReader& reader, AuditLineReader::Status lastStatus) {
+    uint64_t size = 0;
+    if (reader.CurrentSize(size) && size > reader.Offset()) {
+        return true;
+    }
+    if (lastStatus != AuditLineReader::Status::kUnterminatedLine) {
+        return false;
+    }
+    constexpr std::time_t kWritingSeconds = 60;
+    std::time_t modified = 0;
+    return reader.LastModified(modified) && std::time(nullptr) - modified < kWritingSeconds;
 }
 
 }  // namespace
@@ -100,37 +115,39 @@ void Parser::AddLineToAuditFilename(const std::string& path, unsigned long line)
 
 void Parser::Parse(const std::string& path) {
     Messenger& messenger = Messenger::Get();
+    if (m_fileEnd != FileEnd::kRetry) {
+        m_statistics.files.push_back(FileStatistics{path});
+        m_fileIndex = m_statistics.files.size() - 1;
+    }
+    FileStatistics& statistics = CurrentFileStatistics();
+    statistics.outcome = FileOutcome::kSetAside;
+    m_fileEnd = FileEnd::kSetAside;
     lineState = kLineNone;
-    AuditStream stream(FileTools::_fopen(path, "r"));
-    if (!stream) {
+
+    AuditLineReader reader;
+    if (!reader.Open(path)) {
+        // Left for a later run, as the message says: nothing of it was read.
         messenger.DisplayMessage(23, path);
         fileDisposable = false;
-        return;
-    }
-    FILE* const in = stream.get();
-    if (std::feof(in)) {
-        stream.reset();
-        messenger.DisplayMessage(24, path);
-        fileDisposable = false;
+        statistics.outcome = FileOutcome::kSkipped;
+        m_fileEnd = FileEnd::kPutBack;
         return;
     }
     processingLocale.clear();
     GetProcessingLocaleSettings(processingLocale);
 
-    std::vector<char> buffer(kLineBufferSize, '\0');
-    char* const line = buffer.data();
-    const int lineSize = static_cast<int>(kLineBufferSize);
-    if (std::fgets(line, lineSize, in) == nullptr) {
-        stream.reset();
+    std::string raw;
+    AuditLineReader::Status status = reader.Next(raw);
+    if (status == AuditLineReader::Status::kEnd || status == AuditLineReader::Status::kError) {
         messenger.DisplayMessage(24, path);
         fileDisposable = false;
         return;
     }
     lineNumber = 1;
     currentFile = path;
-    // Exact, newline included: a foreign file is set aside as done, never retried.
-    if (std::strcmp(line, AuditSupport::kAuditFileHeader) != 0) {
-        stream.reset();
+    // Exact, line end aside: a foreign file is set aside as done, never retried.
+    const std::string header = HeaderText();
+    if (status != AuditLineReader::Status::kLine || raw != header) {
         messenger.DisplayMessage(28, path);
         fileDisposable = true;
         return;
@@ -139,95 +156,133 @@ void Parser::Parse(const std::string& path) {
     constexpr auto string_npos = std::string::npos;
     const std::string::size_type pos = ExtensionDotOf(path);
     KRL_ASSERT(string_npos != pos, "auditfileprocessor/source/parser", 224);
-    const uint32_t resume = ResumeNumberOf(path);
-    resumeReached = resume == 0;
+    uint32_t resume = ResumeNumberOf(path);
 
-    if (std::fgets(line, lineSize, in) == nullptr) {
-        stream.reset();
+    status = reader.Next(raw);
+    if (status == AuditLineReader::Status::kEnd || status == AuditLineReader::Status::kError) {
         messenger.DisplayMessage(24, path);
         fileDisposable = false;
         return;
     }
-    std::string text(line);
     std::vector<std::string> fields;
-    TokenizeLine(fields, text);
+    TokenizeLine(fields, raw);
     if (!ParseVersion(fields)) {
-        stream.reset();
         fileDisposable = false;
         return;
     }
+    m_fileIdentity = LoadProgress::IdentityOf(path, header + "\n" + raw + "\n");
 
     // No commit every N lines when N is 0: the file is then one transaction.
     const uint32_t rowCount =
         options.transactionRowCount > 0 ? static_cast<uint32_t>(options.transactionRowCount) : 0;
     // Where the open transaction began: the resume number if it is rolled back.
     uint32_t txStartLine = 0;
+    // The last line handled, and where the line after it begins.
+    uint32_t lastHandled = 0;
+    uint64_t nextLineOffset = reader.Offset();
+    bool atEnd = false;
+    bool readFailed = false;
     try {
+        if (m_progress.IsAvailable()) {
+            LoadProgress::Mark mark;
+            db->startTransaction();
+            const bool marked = m_progress.Find(db, m_fileIdentity, mark);
+            m_progress.LoadWaitingUsage(db, usageCodesByRequest, usageNamesByRequest);
+            db->commit(1);
+            m_changedUsageKeys.clear();
+            // A mark belongs to this very file only if the file still has
+            // the size it had then (loaded) or at least reaches it (in progress);
+            // otherwise a new file took an old name and head.
+            uint64_t size = 0;
+            reader.CurrentSize(size);
+            if (marked && mark.loaded && size == mark.offset) {
+                // Loaded to its end by a run that ended before its rename.
+                statistics.outcome = FileOutcome::kLoaded;
+                return;
+            }
+            if (marked && !mark.loaded && size >= mark.offset) {
+                resume = mark.lastLine + 1;
+            }
+        }
+        resumeReached = resume == 0;
+
         for (;;) {
-            // Line `resume` began the batch that was rolled back: it and every
-            // line after it are written, each exactly once.
+            // Line `resume` is the first one not committed: it and every line
+            // after it are written, each exactly once.
             if (!resumeReached && lineNumber >= resume) {
                 resumeReached = true;
             }
-            if (std::feof(in)) {
+            if (atEnd) {
                 break;
             }
-            if (!db->isTransactionOpen()) {
+            if (StopRequest::Requested()) {
+                break;
+            }
+            if (resumeReached && !db->isTransactionOpen()) {
                 db->startTransaction();
                 txStartLine = lineNumber;
-                continue;
+                m_batchRows = 0;
             }
-            if (!ParseLine(fields)) {
-                messenger.DisplayMessage(26, LineForMessage(line), path);
-                if (std::fgets(line, lineSize, in) == nullptr && !std::feof(in)) {
-                    messenger.DisplayMessage(25, path);
-                    fileDisposable = true;
-                    break;
-                }
-            } else {
-                if (!resumeReached) {
-                    // Lines 4 to resume - 2 only rebuild context nobody needs:
-                    // they are skipped unread. Unsigned, as the counts are.
-                    const uint32_t skipTo = resume - 2;
-                    if (lineNumber > 2 && lineNumber < skipTo) {
-                        while (lineNumber < skipTo) {
-                            if (std::fgets(line, lineSize, in) == nullptr) {
-                                KRL_ASSERT(FALSE, "auditfileprocessor/source/parser", 282);
-                            }
-                            ++lineNumber;
-                        }
-                    }
-                    if (lineNumber == resume) {
-                        resumeReached = true;
-                    }
-                }
-                if (std::fgets(line, lineSize, in) == nullptr && !std::feof(in)) {
-                    messenger.DisplayMessage(25, path);
-                    fileDisposable = true;
-                    break;
-                }
+            const uint64_t afterLine = reader.Offset();
+            HandleLine(raw, fields, status);
+            lastHandled = lineNumber;
+            nextLineOffset = afterLine;
+
+            status = reader.Next(raw);
+            if (status == AuditLineReader::Status::kError) {
+                messenger.DisplayMessage(25, path);
+                fileDisposable = true;
+                readFailed = true;
+                break;
             }
-            // A last line without a newline sets end of file as it is read: it
-            // is committed with its batch but never handled.
-            text.assign(line);
-            TokenizeLine(fields, text);
+            // A last line without a newline may still be in writing: it is
+            // counted with its batch but never handled.
+            atEnd = status == AuditLineReader::Status::kEnd ||
+                    status == AuditLineReader::Status::kUnterminatedLine;
+            TokenizeLine(fields, raw);
             ++lineNumber;
-            if (!std::feof(in) && (rowCount == 0 || lineNumber % rowCount != 0)) {
+            if (!atEnd && (rowCount == 0 || lineNumber % rowCount != 0)) {
                 continue;
             }
             if (db->isTransactionOpen()) {
-                db->commit(1);
+                CommitBatch(lastHandled, nextLineOffset);
             }
+        }
+
+        if (!atEnd && !readFailed) {
+            // A stop was requested: the open batch goes, the file stays.
+            db->commit(0);
+            const uint32_t resumeLine = txStartLine != 0 ? txStartLine : lineNumber;
+            if (!m_progress.IsAvailable()) {
+                AddLineToAuditFilename(path, resumeLine);
+            }
+            messenger.DisplayMessageWithInserts(
+                49, {StopRequest::SignalName(), std::to_string(resumeLine), path});
+            statistics.outcome = FileOutcome::kPutBack;
+            m_statistics.interrupted = true;
+            m_fileEnd = FileEnd::kPutBack;
+            return;
         }
         // Open only when a read error ended the loop. Its failure is handled as
         // any other, so that the batch keeps its resume number.
         if (db->isTransactionOpen()) {
-            db->commit(1);
+            CommitBatch(lastHandled, nextLineOffset);
         }
+        if (!readFailed && StillBeingWritten(reader, status)) {
+            // Its writer still appends to it: continue from here next time.
+            if (!m_progress.IsAvailable()) {
+                AddLineToAuditFilename(path, lastHandled + 1);
+            }
+            messenger.DisplayMessage(50, path, std::to_string(lastHandled));
+            statistics.outcome = FileOutcome::kPutBack;
+            m_fileEnd = FileEnd::kPutBack;
+            return;
+        }
+        MarkFileLoaded(lastHandled, reader.Offset());
+        statistics.outcome = FileOutcome::kLoaded;
     } catch (...) {
         const std::string cause = CauseOf(std::current_exception());
-        messenger.DisplayMessage(27, LineForMessage(line), path);
-        messenger.DisplayMessage(47, cause);
+        const bool connectionLost = db->lastStatus() == DatabaseDriver::kConnectionFailed;
         if (db->isTransactionOpen()) {
             // A failing rollback must not keep the resume number out of the
             // name; the session drops the work when it disconnects anyway.
@@ -236,9 +291,16 @@ void Parser::Parse(const std::string& path) {
             } catch (...) {
             }
         }
-        stream.reset();
-        AddLineToAuditFilename(path, txStartLine);
+        if (connectionLost && ReconnectAfterLoss(cause)) {
+            m_fileEnd = FileEnd::kRetry;
+            return;
+        }
+        messenger.DisplayMessage(27, LineForMessage(raw), path);
+        messenger.DisplayMessage(47, cause);
+        // Before the first batch of this run the name keeps what it says.
+        AddLineToAuditFilename(path, txStartLine != 0 ? txStartLine : resume);
+        statistics.outcome = FileOutcome::kStopped;
+        m_fileEnd = FileEnd::kPutBack;
         throw CPPWebException(2, 1, {"parser", 329, "Parser::Parse", "KRL_THROW"});
     }
-    stream.reset();
 }

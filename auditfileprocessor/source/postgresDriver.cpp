@@ -31,6 +31,8 @@ const char kSavepointName[] = "afp_savepoint";
 const char kReleaseSavepointName[] = "afp_release";
 const char kFetchCursorName[] = "afp_fetch";
 const char kCloseCursorsName[] = "afp_close";
+const char kLineSavepointName[] = "afp_line_savepoint";
+const char kLineReleaseName[] = "afp_line_release";
 
 struct NamedStatement {
     const char* name;
@@ -42,7 +44,18 @@ const NamedStatement kNamedStatements[] = {
     {kReleaseSavepointName, kReleaseSavepoint},
     {kFetchCursorName, "FETCH " + std::to_string(PostgresDriver::kFetchBatch) + " FROM afp_cursor"},
     {kCloseCursorsName, "CLOSE ALL"},
+    {kLineSavepointName, "SAVEPOINT afp_line"},
+    {kLineReleaseName, "RELEASE SAVEPOINT afp_line"},
 };
+
+// Values refused for what they are: data exceptions (class 22) and integrity
+// constraint violations (class 23). Any other failure of a statement is the
+// database's own (a missing table, rights, resources) and would refuse every row.
+bool RefusedForItsValues(const PGresult* result) {
+    const char* state = result != nullptr ? PQresultErrorField(result, PG_DIAG_SQLSTATE) : nullptr;
+    return state != nullptr &&
+           (std::strncmp(state, "22", 2) == 0 || std::strncmp(state, "23", 2) == 0);
+}
 
 DatabaseDriver::Result Failed(DatabaseDriver::Status status, DatabaseDriver::Phase phase,
                               std::string message) {
@@ -172,6 +185,18 @@ DatabaseDriver::Result PostgresDriver::open(const std::string& dbName,
         return result;
     }
     PQsetNoticeProcessor(m_conn.get(), IgnoreNotice, nullptr);
+    // Literals double their quotes and leave backslashes alone: only with
+    // standard strings does a backslash in a value stay a plain character.
+    Result standard = runSimple("SET standard_conforming_strings TO on", "SET");
+    const char* setting = PQparameterStatus(m_conn.get(), "standard_conforming_strings");
+    if (!standard.ok() || setting == nullptr || std::strcmp(setting, "on") != 0) {
+        Result result = Failed(kConnectionFailed, kRun,
+                               "the session cannot use standard_conforming_strings = on, which "
+                               "the loader's literals need: " +
+                                   standard.message);
+        close();
+        return result;
+    }
     for (const NamedStatement& named : kNamedStatements) {
         PgResult prepared(PQprepare(m_conn.get(), named.name, named.text.c_str(), 0, nullptr));
         if (!Succeeded(prepared.get())) {
@@ -223,12 +248,14 @@ std::string PostgresDriver::clientVersion() const {
 DatabaseDriver::Result PostgresDriver::begin() {
     m_rows.reset();
     m_cursor = kNoCursor;
+    m_linePrefix.clear();
     return runSimple("BEGIN", "BEGIN");
 }
 
 DatabaseDriver::Result PostgresDriver::commit() {
     m_rows.reset();
     m_cursor = kNoCursor;  // cursors end with their transaction
+    m_linePrefix.clear();  // COMMIT releases every savepoint
     // A transaction the server had to abort answers COMMIT with ROLLBACK.
     return runSimple("COMMIT", "COMMIT");
 }
@@ -236,6 +263,7 @@ DatabaseDriver::Result PostgresDriver::commit() {
 DatabaseDriver::Result PostgresDriver::rollback() {
     m_rows.reset();
     m_cursor = kNoCursor;
+    m_linePrefix.clear();
     return runSimple("ROLLBACK", "ROLLBACK");
 }
 
@@ -316,6 +344,38 @@ DatabaseDriver::Result PostgresDriver::fetch(std::vector<std::optional<std::stri
     return Result();
 }
 
+DatabaseDriver::Result PostgresDriver::savepointLine() {
+    m_linePrefix.push_back({Command::kRunNamed, kLineSavepointName, kRun});
+    return Result();
+}
+
+DatabaseDriver::Result PostgresDriver::releaseLine() {
+    m_linePrefix.push_back({Command::kRunNamed, kLineReleaseName, kRun});
+    return Result();
+}
+
+DatabaseDriver::Result PostgresDriver::rollbackLine() {
+    // What still waits is sent first, so that the rollback finds the line's
+    // own savepoint and not the one of an earlier line.
+    std::vector<Command> commands = std::move(m_linePrefix);
+    m_linePrefix.clear();
+    commands.push_back({Command::kSimple, "ROLLBACK TO SAVEPOINT afp_line", kRun});
+    commands.push_back({Command::kRunNamed, kLineReleaseName, kRun});
+    std::vector<PgResult> results;
+    Result result = runPipeline(commands, results);
+    for (size_t i = 0; result.ok() && i < results.size(); ++i) {
+        if (!Succeeded(results[i].get())) {
+            result = failure(kTransactionFailed, kRun, results[i].get());
+        }
+    }
+    return result;
+}
+
+DatabaseDriver::Result PostgresDriver::setDurableCommits(bool durable) {
+    return runSimple(durable ? "SET synchronous_commit TO on" : "SET synchronous_commit TO off",
+                     "SET");
+}
+
 void PostgresDriver::release() {
     m_rows.reset();
     if (m_cursor == kCursorInHand) {
@@ -392,6 +452,8 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
     if (closing) {
         commands.push_back({Command::kRunNamed, kCloseCursorsName, kRun});
     }
+    commands.insert(commands.end(), m_linePrefix.begin(), m_linePrefix.end());
+    m_linePrefix.clear();
     size_t first = commands.size() + 1;
     commands.push_back({Command::kRunNamed, kSavepointName, kRun});
     commands.insert(commands.end(), body.begin(), body.end());
@@ -413,7 +475,8 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
             // Without its savepoint the transaction cannot be saved.
             return failure(kTransactionFailed, commands[i].phase, all[i].get());
         }
-        result = failure(kStatementFailed, commands[i].phase, all[i].get());
+        result = failure(RefusedForItsValues(all[i].get()) ? kStatementFailed : kDatabaseFailed,
+                         commands[i].phase, all[i].get());
         if (Succeeded(all.back().get())) {
             return result;  // refused here, not by the server: nothing to undo
         }

@@ -38,8 +38,7 @@ ExceptionLocation Where(const char* function, int line) {
 
 // The failure text with "%0" replaced by the status and the database's own
 // reason after it, so that the fixed text stays a prefix that callers can match.
-[[noreturn]] void Raise(const char* text, const DatabaseDriver::Result& result,
-                        const char* function, int line) {
+std::string FailureText(const char* text, const DatabaseDriver::Result& result) {
     std::string message = text;
     std::string::size_type insert = message.find("%0");
     if (insert != std::string::npos) {
@@ -48,7 +47,12 @@ ExceptionLocation Where(const char* function, int line) {
     if (!result.message.empty()) {
         message += " " + result.message;
     }
-    throw RDXSQLException(message, result.status, Where(function, line));
+    return message;
+}
+
+[[noreturn]] void Raise(const char* text, const DatabaseDriver::Result& result,
+                        const char* function, int line) {
+    throw RDXSQLException(FailureText(text, result), result.status, Where(function, line));
 }
 
 std::unique_ptr<DatabaseDriver> MakeDriver(const std::string& dbType) {
@@ -98,7 +102,13 @@ std::string SQLDB::connect(const std::string& dbName, const std::string& connect
                            const std::string& dbType, const std::string& user,
                            const std::string& password) {
     disconnect();
+    m_dbName = dbName;
+    m_connectString = connectString;
+    m_dbType = dbType;
+    m_user = user;
+    m_password = password;
     std::unique_ptr<DatabaseDriver> driver = MakeDriver(dbType);
+    driver->setLockWait(m_lockWaitSeconds * 1000);
     std::string effective = EffectiveConnectString(connectString, driver->connectValue(user),
                                                    driver->connectValue(password));
     DatabaseDriver::Result result;
@@ -117,6 +127,64 @@ std::string SQLDB::connect(const std::string& dbName, const std::string& connect
     return "Database: " + getAttribute(kAttributeDatabaseName) +
            " Server Version: " + getAttribute(kAttributeServerVersion) +
            " Client Version: " + getAttribute(kAttributeClientVersion);
+}
+
+void SQLDB::WriteToDump(const std::string& statement) {
+    DumpTransactionStatement(statement.c_str());
+}
+
+std::string SQLDB::reconnect() {
+    return connect(m_dbName, m_connectString, m_dbType, m_user, m_password);
+}
+
+void SQLDB::setDurableCommits(bool durable) {
+    KRL_ASSERT(m_trHandle == NULL && m_driver, kSourceFile, __LINE__);
+    DatabaseDriver::Result result = m_driver->setDurableCommits(durable);
+    m_status = result.status;
+    if (!result.ok()) {
+        Raise("Setting the commit durability failed with status %0.", result,
+              "SQLDB::setDurableCommits", __LINE__);
+    }
+}
+
+void SQLDB::beginLine() {
+    m_inLine = true;
+    m_lineSavepointTaken = false;
+    m_lineFailureStatus = 0;
+    m_lineFailureText.clear();
+    m_lineWrites = 0;
+}
+
+void SQLDB::endLine(bool keep) {
+    const bool taken = std::exchange(m_lineSavepointTaken, false);
+    m_inLine = false;
+    if (!taken || m_trHandle == NULL) {
+        return;
+    }
+    freeRequest();
+    DatabaseDriver::Result result = keep ? m_trHandle->releaseLine() : m_trHandle->rollbackLine();
+    m_status = result.status;
+    if (!result.ok()) {
+        Raise(keep ? "Keeping the rows of a line failed with status %0."
+                   : "Undoing the rows of a refused line failed with status %0.",
+              result, "SQLDB::endLine", __LINE__);
+    }
+}
+
+void SQLDB::noteRefusedStatement(const std::string& reason) {
+    recordFailure(DatabaseDriver::kStatementFailed, reason);
+}
+
+void SQLDB::recordFailure(int status, const std::string& text) {
+    if (!m_inLine) {
+        return;
+    }
+    // The first failure of the transaction, the connection or the database
+    // decides that the file stops; until one comes, the last refusal says why.
+    if (m_lineFailureStatus > DatabaseDriver::kTransactionFailed) {
+        m_lineFailureStatus = status;
+        m_lineFailureText = text;
+    }
 }
 
 std::string SQLDB::getAttribute(long attributeId) {
@@ -155,12 +223,23 @@ SqlDA* SQLDB::execute(std::string statement, eRequestType type) {
     m_requestType = type;
     KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
     freeRequest();  // one statement in hand at a time
+    if (m_inLine && !m_lineSavepointTaken) {
+        DatabaseDriver::Result savepoint = m_trHandle->savepointLine();
+        if (!savepoint.ok()) {
+            m_status = savepoint.status;
+            recordFailure(DatabaseDriver::kTransactionFailed, savepoint.message);
+            Raise("Taking the savepoint of a line failed with status %0.", savepoint,
+                  "SQLDB::execute", __LINE__);
+        }
+        m_lineSavepointTaken = true;
+    }
     auto descriptor = std::make_unique<SqlDA>();
     DatabaseDriver::Result result =
         m_trHandle->execute(statement, type == kQuery, descriptor->columns);
     m_status = result.status;
     if (!result.ok()) {
         m_trHandle->release();
+        recordFailure(result.status, result.message);
         if (result.phase == DatabaseDriver::kPrepare) {
             Raise("Prepare failed with status %0.", result, "SQLDB::execute", __LINE__);
         }
@@ -171,6 +250,9 @@ SqlDA* SQLDB::execute(std::string statement, eRequestType type) {
     }
     if (type == kUpdate || descriptor->columns.empty()) {
         m_trHandle->release();
+        if (type == kUpdate && m_inLine) {
+            ++m_lineWrites;
+        }
         return NULL;
     }
     m_outputDA = std::move(descriptor);
@@ -183,6 +265,7 @@ SqlDA* SQLDB::fetch() {
     DatabaseDriver::Result result = m_driver->fetch(m_crHandle->row);
     m_status = result.status;
     if (!result.ok()) {
+        recordFailure(result.status, result.message);
         Raise("Fetch failed with status %0.", result, "SQLDB::fetch", __LINE__);
     }
     if (result.status == DatabaseDriver::kNoMoreRows) {
@@ -215,6 +298,8 @@ void SQLDB::commit(int commitOrRollback) {
         return;
     }
     freeRequest();
+    m_inLine = false;
+    m_lineSavepointTaken = false;
     DatabaseDriver* driver = std::exchange(m_trHandle, nullptr);
     DumpTransactionStatement(commitOrRollback != 0 ? "COMMIT" : "ROLLBACK");
     DatabaseDriver::Result result = commitOrRollback != 0 ? driver->commit() : driver->rollback();

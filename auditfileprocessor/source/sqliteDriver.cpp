@@ -134,7 +134,7 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
         return Failed(kConnectionFailed, kRun,
                       "the SQLite database file \"" + dbName + "\" is read-only");
     }
-    sqlite3_busy_timeout(m_db.get(), kBusyTimeoutMs);
+    sqlite3_busy_timeout(m_db.get(), m_busyTimeoutMs);
     // WAL keeps readers off the writer's back; FULL makes a committed batch
     // survive a power loss, which the resume logic relies on.
     // Switching to WAL needs a moment when no other loader is connected, and
@@ -142,7 +142,7 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
     // A database created from the schema is in WAL mode already.
     Result result;
     const auto giveUp =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyTimeoutMs);
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(m_busyTimeoutMs);
     while (JournalMode(m_db.get()) != "wal") {
         result = runToEnd("PRAGMA journal_mode=WAL");
         // Only another loader's lock is worth waiting for; a file that is no
@@ -171,6 +171,9 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
 
 void SqliteDriver::close() {
     m_statement.reset();
+    m_savepointLine.reset();
+    m_releaseLine.reset();
+    m_rollbackLine.reset();
     if (m_db && transactionOpenInDatabase()) {
         runToEnd("ROLLBACK");
     }
@@ -307,7 +310,7 @@ DatabaseDriver::Result SqliteDriver::prepare(const std::string& statement,
         return failure(kPrepare, code);
     }
     if (!compiled) {
-        return Failed(kStatementFailed, kPrepare, "the statement is empty");
+        return Failed(kDatabaseFailed, kPrepare, "the statement is empty");
     }
     // Anything after the first statement but blanks and comments is a second
     // statement, which is refused rather than silently dropped.
@@ -318,12 +321,48 @@ DatabaseDriver::Result SqliteDriver::prepare(const std::string& statement,
         SqliteStatement extra(next);
         if (code != SQLITE_OK || extra || nextTail == tail) {
             compiled.reset();
-            return Failed(kStatementFailed, kPrepare,
+            return Failed(kDatabaseFailed, kPrepare,
                           "the text holds more than one statement; only one is run at a time");
         }
         tail = nextTail;
     }
     return Result();
+}
+
+DatabaseDriver::Result SqliteDriver::savepointLine() {
+    return runCached(m_savepointLine, "SAVEPOINT afp_line");
+}
+
+DatabaseDriver::Result SqliteDriver::releaseLine() {
+    return runCached(m_releaseLine, "RELEASE afp_line");
+}
+
+DatabaseDriver::Result SqliteDriver::rollbackLine() {
+    // Rolling back to a savepoint keeps it open: release it as well.
+    Result result = runCached(m_rollbackLine, "ROLLBACK TO afp_line");
+    if (result.ok()) {
+        result = releaseLine();
+    }
+    if (!result.ok() && result.status == kStatementFailed) {
+        result.status = kTransactionFailed;  // the line's rows could not be undone
+    }
+    return result;
+}
+
+DatabaseDriver::Result SqliteDriver::setDurableCommits(bool durable) {
+    return runToEnd(durable ? "PRAGMA synchronous=FULL" : "PRAGMA synchronous=NORMAL");
+}
+
+DatabaseDriver::Result SqliteDriver::runCached(SqliteStatement& cache, const char* statement) {
+    if (!cache) {
+        Result result = prepare(statement, cache);
+        if (!result.ok()) {
+            return result;
+        }
+    }
+    const int code = sqlite3_step(cache.get());
+    sqlite3_reset(cache.get());
+    return code == SQLITE_DONE ? Result() : failure(kRun, code);
 }
 
 DatabaseDriver::Result SqliteDriver::runToEnd(const char* statement) {
@@ -356,7 +395,14 @@ DatabaseDriver::Result SqliteDriver::failure(Phase phase, int code) const {
             // Another loader held the lock past the timeout: the batch can be retried.
             status = kTransactionFailed;
             break;
+        case SQLITE_CONSTRAINT:
+        case SQLITE_MISMATCH:
+        case SQLITE_TOOBIG:
+        case SQLITE_RANGE:
+            break;  // refused for the values it carries
         default:
+            // A missing table or column, missing memory: no row can be written.
+            status = kDatabaseFailed;
             break;
     }
     if (status == kStatementFailed && m_inTransaction && !transactionOpenInDatabase()) {

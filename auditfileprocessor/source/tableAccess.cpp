@@ -87,6 +87,7 @@ SqlColType TableAccess::NumericColumnType(const std::string& columnName) const {
 
 bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
     UseDialectOf(db);
+    m_refusedColumn.clear();
     size_t estimate = 0;
     for (const ColumnData& column : row) {
         estimate += column.GetName().size() + column.GetValue().size() + 16;
@@ -110,6 +111,7 @@ bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
         // Shown in the dump as built, but never run.
         std::string statement;
         GenerateInsertStatement(statement, columns, values);
+        NoteRefusal(db);
         return false;
     }
     return InsertLine(db, columns, values);
@@ -128,6 +130,7 @@ bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
         return true;  // nothing to write: the stored row already says it all
     }
     UseDialectOf(db);
+    m_refusedColumn.clear();
     std::string setClause;
     std::string whereClause;
     setClause.reserve(256);
@@ -154,6 +157,7 @@ bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
     if (!valid) {
         std::string statement;
         GenerateUpdateStatement(statement, setClause, whereClause);
+        NoteRefusal(db);
         return false;
     }
     return UpdateLine(db, setClause, whereClause);
@@ -161,6 +165,7 @@ bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
 
 int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const {
     UseDialectOf(db);
+    m_refusedColumn.clear();
     std::vector<const ColumnData*> keyColumns;
     keyColumns.reserve(keyRow.size());
     for (const ColumnData& column : keyRow) {
@@ -180,6 +185,7 @@ int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const 
     if (!valid) {
         std::string statement;
         GenerateSelectStatement(statement, std::string(), whereClause);
+        NoteRefusal(db);
         return -1;
     }
     return SelectLine(db, std::string(), whereClause);
@@ -236,7 +242,17 @@ bool TableAccess::AppendLiteral(std::string& clause, Clause form, const ColumnDa
         default:
             KRL_ASSERT(FALSE, kSourceFile, __LINE__);
     }
+    if (!valid && m_refusedColumn.empty()) {
+        m_refusedColumn = name;
+    }
     return valid;
+}
+
+void TableAccess::NoteRefusal(SQLDB* db) const {
+    if (db != nullptr) {
+        db->noteRefusedStatement("the value of column " + m_refusedColumn + " of table " +
+                                 TableName() + " is not valid for its type");
+    }
 }
 
 bool TableAccess::InsertLine(SQLDB* db, const std::string& columns, const std::string& values) {
@@ -432,7 +448,10 @@ void TableAccess::ValidateTextColumnValue(const Table* table, const std::string&
                 messenger.DisplayMessage(32, columnName, table->name);
                 messenger.DisplayMessage(33, columnName, length);
                 throw CPPWebException(
-                    1, 1,
+                    1,
+                    "the value of key column " + columnName + " of table " + table->name + " is " +
+                        length + " bytes long, more than the column holds",
+                    1,
                     ExceptionLocation{kSourceFile, __LINE__, "TableAccess::ValidateTextColumnValue",
                                       "KRL_THROW"});
             }

@@ -16,10 +16,15 @@ using namespace auditFiles;
 const std::string kData = std::string(AFP_SOURCE_DIR) + "/tests/data/handlers/";
 
 // The statements of a dump, one a line.
+// The statements on the audit tables; the loader's bookkeeping is left out.
 std::vector<std::string> Statements(const std::string& text) {
     std::vector<std::string> statements;
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
+        if (line.find("QXES_LOAD_PROGRESS") != std::string::npos ||
+            line.find("QXES_USAGE_PENDING") != std::string::npos) {
+            continue;
+        }
         for (const char* verb : {"INSERT ", "UPDATE ", "SELECT "}) {
             if (line.rfind(verb, 0) == 0) {
                 statements.push_back(line);
@@ -38,7 +43,7 @@ TEST(HandlerEndToEnd, EveryRecordKindBecomesTheExpectedStatements) {
     command.insert(command.end(), {"-df", dir / "dump.sql"});
     const ProcessResult result = RunProcess(command);
     EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(WithoutSummary(result.out), "");
 
     const std::string dump = ReadFile(dir / "dump.sql");
     // The connection options (the password as it is), then the connection report.

@@ -37,7 +37,10 @@ Names HostNames(int first, int last) {
 }
 class LoadingTest : public ::testing::TestWithParam<TestBackend> {
   protected:
-    void SetUp() override { AFP_REQUIRE_DATABASE(m_database); }
+    void SetUp() override {
+        AFP_REQUIRE_DATABASE(m_database);
+        InstallStopper(m_database);
+    }
 
     // One run over the directory; the error code it stopped with, or 0.
     int Run(int rowCount, bool deleteAuditFiles = false) {
@@ -105,6 +108,7 @@ TEST_P(LoadingTest, BatchesCommitEveryRowCountLinesCountedFromTheVersionLine) {
     for (const auto& c : cases) {
         SCOPED_TRACE("row count " + std::to_string(c.rowCount));
         m_database.exec("DELETE FROM QXES_DISPATCHER");
+        m_database.exec("DELETE FROM QXES_LOAD_PROGRESS");
         Only("qxes_audit_c.log", AuditFile(Startups(3, 25, Stopper())));
         EXPECT_EQ(Run(c.rowCount), 2);
         EXPECT_EQ(Hosts(), HostNames(3, c.lastCommittedHost));
@@ -146,6 +150,7 @@ TEST_P(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
     for (const char* table : kAuditTables) {
         m_database.exec(std::string("DELETE FROM ") + table);
     }
+    m_database.exec("DELETE FROM QXES_LOAD_PROGRESS");
 
     Only("qxes_audit_u.log", AuditFile({usage, Stopper()}));
     ASSERT_EQ(Run(5), 2);
@@ -159,9 +164,8 @@ TEST_P(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
 // banner per file that has messages.
 TEST_P(LoadingTest, RefusedLinesAreReportedUnderOneBannerPerFile) {
     const std::string xLine = Record(Line("X", "QXES", "SRV", "0", "0", "x:1"));
-    // Taken without any work; its tail beyond the line buffer is not.
-    const std::string longLine =
-        Record(Info("QXES", "QXUI", "0", "0", std::string(Parser::kLineBufferSize, 'g')));
+    // Taken whole without any work: no tail of it passes for a line of its own.
+    const std::string longLine = Record(Info("QXES", "QXUI", "0", "0", std::string(20000, 'g')));
     const std::string last = Startup("host4");
     WriteFile(m_dir / "qxes_audit_1.log",
               AuditFile({Startup("host1"), "\n", "\t\t\n", xLine, longLine, Startup("host2"),
@@ -180,8 +184,8 @@ TEST_P(LoadingTest, RefusedLinesAreReportedUnderOneBannerPerFile) {
               1u)
         << text;
     EXPECT_EQ(Count(text, banner + (m_dir / "qxes_audit_3.log") + "\nAFP-0026:"), 1u) << text;
-    EXPECT_EQ(Count(text, "AFP-0026: ggg"), 1u) << text;
-    EXPECT_EQ(Count(text, "AFP-0026:"), 3u) << text;
+    EXPECT_EQ(Count(text, "AFP-0026: ggg"), 0u) << text;
+    EXPECT_EQ(Count(text, "AFP-0026:"), 2u) << text;
 }
 
 TEST_P(LoadingTest, DeletionRemovesOnlyDisposableFiles) {
@@ -227,7 +231,7 @@ TEST_P(LoadingTest, StoppedFileIsRenamedWithItsResumeLineAndResumedByTheNextRun)
     size_t at = 0;
     for (const std::string& part :
          {std::string("AFP-0027: "), Stopper().substr(0, 40), std::string("AFP-0047: "),
-          std::string("KRL_ASSERT(FALSE);"), std::string("AFP-0002:")}) {
+          std::string("the stopper"), std::string("AFP-0002:")}) {
         at = result.out.find(part, at);
         ASSERT_NE(at, std::string::npos) << part << " in:\n" << result.out;
     }
@@ -236,7 +240,7 @@ TEST_P(LoadingTest, StoppedFileIsRenamedWithItsResumeLineAndResumedByTheNextRun)
     WriteFile(m_dir / "qxes_audit_a.4.log", AuditFile(lines));
     result = RunLoader(m_database, m_dir.path(), 2);
     EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(result.out, "");
+    EXPECT_EQ(WithoutSummary(result.out), "");
     EXPECT_EQ(NamesIn(m_dir.path()), Names{"qxes_audit_a.4.___"});
     EXPECT_EQ(Hosts(), HostNames(3, 5));
 }

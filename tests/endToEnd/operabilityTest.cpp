@@ -32,6 +32,7 @@ class Operability : public ::testing::Test {
   protected:
     void SetUp() override {
         AFP_REQUIRE_DATABASE(m_database);
+        InstallStopper(m_database);
         std::filesystem::create_directory(m_audit);
         WriteFile(m_passwordFile, m_database.dbPassword() + "\n");
         ::chmod(m_passwordFile.c_str(), 0600);
@@ -155,13 +156,16 @@ TEST_F(Operability, DetailedExitStatusTellsHowTheRunEndedAndTheDefaultStaysZero)
         {"bad value", "", {"-retries", "many"}, 64, "AFP-0063: "},
         {"no directory", "", {"-auditlocation", m_dir / "none"}, 66, "AFP-0022: "},
     };
+    int run = 0;
     for (const auto& c : cases) {
         for (const bool detailed : {false, true}) {
             for (const std::string& name : NamesIn(m_audit)) {
                 std::filesystem::remove(m_audit + "/" + name);
             }
+            // A new name each time: a file recorded as loaded is not read again.
+            m_database.exec("DELETE FROM QXES_DISPATCHER");
             if (!c.content.empty()) {
-                WriteFile(m_audit + "/qxes_audit_1.log", c.content);
+                WriteFile(m_audit + "/qxes_audit_" + std::to_string(++run) + ".log", c.content);
             }
             Arguments command = Loader(c.extra);
             if (detailed) {

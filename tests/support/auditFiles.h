@@ -22,6 +22,17 @@ using Fields = std::vector<std::string>;
 
 const char kStamp[] = "2011-03-04:17:05:09.042";
 
+// A run's standard output without the summary message (AFP-0058) that ends
+// every run that reached the database.
+inline std::string WithoutSummary(const std::string& out) {
+    const size_t at = out.rfind("AFP-0058: ");
+    if (at == std::string::npos) {
+        return out;
+    }
+    const size_t end = out.find('\n', at);
+    return out.substr(0, at) + (end == std::string::npos ? "" : out.substr(end + 1));
+}
+
 // The names that a later run still has to load: everything not set aside.
 inline std::vector<std::string> PendingFiles(const std::string& directory) {
     std::vector<std::string> pending;
@@ -68,8 +79,26 @@ inline std::string Startup(const std::string& host) {
     return Record(Info("QXES", "SRV", "0", "0", host + ":8080"));
 }
 // An error record of a component that has none: loading stops on it.
+// A start-up line whose dispatcher row the database refuses as a failure of
+// its own (not of the row's values), once InstallStopper() armed it: the
+// load of the file stops there, as on a full disk.
 inline std::string Stopper() {
-    return Record(Line("E", "QXES", "REQFAILE", "s1", "r1", "boom"));
+    return Startup("stop-here");
+}
+inline void InstallStopper(TestDatabase& database) {
+    if (database.dbType() == "SQ") {
+        database.exec(
+            "CREATE TRIGGER afp_stopper BEFORE INSERT ON QXES_DISPATCHER WHEN NEW.MACHINE_NAME = "
+            "'stop-here' BEGIN SELECT RAISE(ROLLBACK, 'the stopper'); END");
+        return;
+    }
+    database.exec(
+        "CREATE FUNCTION afp_stopper() RETURNS trigger AS $$ BEGIN IF NEW.machine_name = "
+        "'stop-here' THEN RAISE EXCEPTION 'the stopper' USING ERRCODE = 'XX000'; END IF; RETURN "
+        "NEW; END $$ LANGUAGE plpgsql");
+    database.exec(
+        "CREATE TRIGGER afp_stopper BEFORE INSERT ON QXES_DISPATCHER FOR EACH ROW EXECUTE "
+        "FUNCTION afp_stopper()");
 }
 inline std::string Usage(const std::string& format, const std::string& message,
                          const std::string& session = "s1", const std::string& request = "r1") {
