@@ -31,6 +31,7 @@
 #include "runOutcome.h"
 #include "runReport.h"
 #include "sqldbapi.h"
+#include "stopRequest.h"
 
 namespace {
 
@@ -91,6 +92,8 @@ void WriteConnectionToDump(const AFPOptions& options, const std::string& descrip
 }
 
 void LoadAuditFiles(const AFPOptions& options, RunOutcome& outcome) {
+    // From here on SIGTERM and SIGINT end the run at the next line, cleanly.
+    const StopRequest::Guard stopOnSignal;
     outcome.stage = RunStage::kConnecting;
     if (rdxProcessInitialize(kProgramName) < 0) {
         throw CPPWebException(37, 1, At(112));

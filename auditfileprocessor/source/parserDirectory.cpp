@@ -41,7 +41,6 @@ void Parser::ParseDir() {
         throw CPPWebException(text + directory, 1,
                               {"parser", 103, "Parser::ParseDir", "KRL_THROW"});
     }
-    const StopRequest::Guard stopOnSignal;
     m_progress.Prepare(db);
     if (m_progress.IsAvailable()) {
         // Progress and rows now vanish together: only a file's last commit

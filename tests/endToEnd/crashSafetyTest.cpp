@@ -1,15 +1,19 @@
-// Crash safety of the loader: runs killed with SIGKILL at random moments, then
-// run again until every file is done, load exactly the rows of one
-// uninterrupted run; and what a crash costs a request whose usage lines span
-// two files.
+// Exactly-once loading: runs killed with SIGKILL at random moments, stopped
+// with SIGTERM, or cut off from PostgreSQL, then run again until every file
+// is done, load exactly the rows of one uninterrupted run and refuse nothing
+// it does not refuse; a file resumed from any line rebuilds what the lines
+// before it left in memory; a file still being written is continued later.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <random>
 #include <set>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "../support/auditFiles.h"
@@ -21,15 +25,32 @@ namespace {
 
 using namespace auditFiles;
 namespace fs = std::filesystem;
+using std::chrono::microseconds;
+using Clock = std::chrono::steady_clock;
 
 constexpr int kRowCount = 3;  // small, so that most kills land inside a batch
-constexpr int kKillsWanted = 20;
+constexpr int kKillsWanted = 30;
 
-// Runs the loader until nothing is pending, at most three times.
-::testing::AssertionResult LoadToTheEnd(const TestDatabase& database,
-                                        const std::string& directory) {
+// The refusals among a run's messages: what a crash must not add.
+std::vector<std::string> Refusals(const std::string& output) {
+    std::vector<std::string> refusals;
+    std::istringstream lines(output);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("AFP-0026", 0) == 0 || line.rfind("AFP-0051", 0) == 0) {
+            refusals.push_back(line);
+        }
+    }
+    std::sort(refusals.begin(), refusals.end());
+    return refusals;
+}
+
+// Runs the loader until nothing is pending, at most three times; `output`
+// collects what the runs printed.
+::testing::AssertionResult LoadToTheEnd(const TestDatabase& database, const std::string& directory,
+                                        std::string& output) {
     for (int run = 0; run < 3 && !PendingFiles(directory).empty(); ++run) {
         const ProcessResult result = RunLoader(database, directory, kRowCount);
+        output += result.out;
         if (result.exitStatus != 0 || Count(result.out, "AFP-0027") != 0) {
             return ::testing::AssertionFailure() << "status " << result.exitStatus << ":\n"
                                                  << result.out << result.err;
@@ -43,33 +64,33 @@ class CrashSafetyTest : public ::testing::TestWithParam<TestBackend> {
   protected:
     void SetUp() override {
         AFP_REQUIRE_DATABASE(m_reference);
-        ASSERT_EQ(Generate(m_scratch / "generated", 17, 4, 150, "K").exitStatus, 0);
+        // Requests run on from file to file, so a crash between two files
+        // finds usage still waiting for its counts line.
+        ASSERT_EQ(Generate(m_scratch / "generated", 17, 4, 150, "K", true).exitStatus, 0);
         m_originals = NamesIn(m_scratch / "generated");
         ASSERT_FALSE(m_originals.empty());
+        fs::copy(m_scratch / "generated", m_scratch / "reference");
+        const ProcessResult reference = RunLoader(m_reference, m_scratch / "reference", kRowCount);
+        ASSERT_EQ(reference.exitStatus, 0);
+        ASSERT_EQ(WithoutSummary(reference.out), "");
+        m_expected = DumpTables(m_reference);
     }
 
     ScratchDirectory m_scratch;
     TestDatabase m_reference{GetParam()};
     std::vector<std::string> m_originals;
+    TableDump m_expected;
 };
 
-TEST_P(CrashSafetyTest, RunsKilledAtRandomMomentsThenResumedLoadTheRowsOfOneRun) {
-    using std::chrono::microseconds;
-    using Clock = std::chrono::steady_clock;
-    // Kill moments are drawn from the time a run needs to start, and to load
-    // everything, so that they are spread over the whole load.
-    ScratchDirectory empty;
+TEST_P(CrashSafetyTest, KilledAndStoppedRunsLoadTheRowsAndMessagesOfOneRun) {
+    // Kill moments are drawn from the time a run needs to load everything.
     auto start = Clock::now();
-    ASSERT_EQ(RunLoader(m_reference, empty.path(), kRowCount).exitStatus, 0);
-    const auto startUp = std::chrono::duration_cast<microseconds>(Clock::now() - start);
-    fs::copy(m_scratch / "generated", m_scratch / "reference");
-    start = Clock::now();
-    const ProcessResult reference = RunLoader(m_reference, m_scratch / "reference", kRowCount);
+    {
+        TestDatabase timing(GetParam());
+        fs::copy(m_scratch / "generated", m_scratch / "timing");
+        ASSERT_EQ(RunLoader(timing, m_scratch / "timing", kRowCount).exitStatus, 0);
+    }
     const auto loadAll = std::chrono::duration_cast<microseconds>(Clock::now() - start);
-    ASSERT_EQ(reference.exitStatus, 0);
-    ASSERT_EQ(WithoutSummary(reference.out), "");
-    ASSERT_TRUE(PendingFiles(m_scratch / "reference").empty());
-    const TableDump expected = DumpTables(m_reference);
 
     // A killed run leaves each file under its own name, its claim name, or set aside.
     std::set<std::string> allowed;
@@ -80,85 +101,169 @@ TEST_P(CrashSafetyTest, RunsKilledAtRandomMomentsThenResumedLoadTheRowsOfOneRun)
     SCOPED_TRACE("kill seed " + std::to_string(seed));
     std::mt19937 random(seed);
     int kills = 0;
-    int claimsLeft = 0;
-    int scale = 100;  // percent of the time the pending files need
-    // Each cycle kills runs over a fresh copy in a fresh database, then loads it to the end.
+    int stops = 0;
+    int scale = 100;  // percent of the time the whole load needs
+    // Each cycle interrupts runs over a fresh copy in a fresh database, then loads it to the end.
     for (int cycle = 0; cycle < 20 && kills < kKillsWanted; ++cycle) {
         TestDatabase database(GetParam());
         const std::string directory = m_scratch / ("crash" + std::to_string(cycle));
         fs::copy(m_scratch / "generated", directory);
-        const int cycleKills = kills + kKillsWanted / 2;
-        for (size_t pending = m_originals.size(); kills < cycleKills && pending > 0;
-             pending = PendingFiles(directory).size()) {
-            const auto needed = startUp + (loadAll - startUp) * static_cast<long long>(pending) /
-                                              static_cast<long long>(m_originals.size());
-            std::uniform_int_distribution<long long> delay(0, needed.count() * scale / 100);
+        std::string output;
+        const int cycleKills = kills + kKillsWanted / 3;
+        while (kills < cycleKills && !PendingFiles(directory).empty()) {
+            std::uniform_int_distribution<long long> delay(0, loadAll.count() * scale / 100);
             ChildProcess loader(LoaderCommand(database, directory, kRowCount));
             ASSERT_TRUE(loader.started());
-            if (!loader.KillAfter(microseconds(delay(random)))) {
-                scale = std::max(10, scale * 7 / 10);  // runs got faster: aim earlier
-                ASSERT_EQ(loader.Wait(), 0) << loader.output();
-                ASSERT_EQ(Count(loader.output(), "AFP-0027"), 0u) << loader.output();
+            std::this_thread::sleep_for(microseconds(delay(random)));
+            // The first interruption of each cycle is a polite one.
+            const bool polite = output.empty() && kills % 2 == 0;
+            loader.Signal(polite ? SIGTERM : SIGKILL);
+            const int status = loader.Wait();
+            output += loader.out();
+            if (status == 0) {
+                // It ended by itself, or stopped cleanly on SIGTERM.
+                stops += Count(loader.out(), "AFP-0049") != 0 ? 1 : 0;
+                if (Count(loader.out(), "AFP-0049") == 0) {
+                    scale = std::max(10, scale * 7 / 10);  // runs got faster: aim earlier
+                }
+                ASSERT_EQ(Count(loader.out(), "AFP-0027"), 0u) << loader.out();
                 continue;
             }
+            if (status == 128 + SIGTERM) {
+                continue;  // stopped before it began: nothing was done
+            }
+            ASSERT_EQ(status, 128 + SIGKILL) << loader.output();
             ++kills;
             scale = std::min(150, scale * 21 / 20);
-            const std::vector<std::string> left = NamesIn(directory);
-            ASSERT_EQ(left.size(), m_originals.size()) << "after kill " << kills;
-            for (const std::string& name : left) {
+            for (const std::string& name : NamesIn(directory)) {
                 ASSERT_EQ(allowed.count(name), 1u) << name << " after kill " << kills;
             }
             // A kill between the two renames of the claim is rare: stage it.
-            const std::vector<std::string> pendingNames = PendingFiles(directory);
-            if (kills % 5 == 2 && !pendingNames.empty() &&
-                pendingNames.front().find("_processing") == std::string::npos) {
-                const std::string name = directory + "/" + pendingNames.front();
+            const std::vector<std::string> pending = PendingFiles(directory);
+            if (kills % 5 == 2 && !pending.empty() &&
+                pending.front().find("_processing") == std::string::npos) {
+                const std::string name = directory + "/" + pending.front();
                 ASSERT_EQ(std::rename(name.c_str(), (name + "_processing").c_str()), 0);
-                ++claimsLeft;
             }
         }
-        ASSERT_TRUE(LoadToTheEnd(database, directory));
-        EXPECT_EQ(expected, DumpTables(database)) << "cycle " << cycle;
-        // A kill after a file's last commit and before its rename leaves the
-        // whole file to be loaded again; that must change nothing.
+        ASSERT_TRUE(LoadToTheEnd(database, directory, output));
+        EXPECT_EQ(m_expected, DumpTables(database)) << "cycle " << cycle;
+        // A kill after a file's last commit and before its rename leaves it to
+        // be taken again: it is set aside without being read.
         const std::string name = directory + "/" + m_originals[cycle % m_originals.size()];
         const std::string done = name.substr(0, name.rfind('.')) + ".___";
         ASSERT_EQ(std::rename(done.c_str(), name.c_str()), 0);
-        ASSERT_TRUE(LoadToTheEnd(database, directory));
-        EXPECT_EQ(expected, DumpTables(database)) << "loaded again: " << name;
+        ASSERT_TRUE(LoadToTheEnd(database, directory, output));
+        EXPECT_EQ(m_expected, DumpTables(database)) << "loaded again: " << name;
+        EXPECT_EQ(Refusals(output), std::vector<std::string>()) << "cycle " << cycle;
     }
     EXPECT_GE(kills, kKillsWanted);
-    EXPECT_GT(claimsLeft, 0);
+    EXPECT_GT(stops, 0) << "no SIGTERM landed inside a load";
+}
+
+// The server is cut off from the loader mid-run: the loader connects again,
+// resumes the file after its last commit, and loads every row once.
+TEST_P(CrashSafetyTest, LostConnectionIsTriedAgainAndTheFileResumes) {
+    if (GetParam() != TestBackend::kPostgreSQL) {
+        GTEST_SKIP() << "only a server connection can be lost";
+    }
+    int reconnected = 0;
+    for (int attempt = 0; attempt < 10 && reconnected == 0; ++attempt) {
+        TestDatabase database(GetParam());
+        const std::string directory = m_scratch / ("lost" + std::to_string(attempt));
+        fs::copy(m_scratch / "generated", directory);
+        ChildProcess loader(LoaderCommand(database, directory, kRowCount));
+        std::this_thread::sleep_for(std::chrono::milliseconds(100 + 50 * attempt));
+        database.exec(
+            "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = "
+            "current_database() AND pid <> pg_backend_pid()");
+        ASSERT_EQ(loader.Wait(), 0) << loader.output();
+        const std::string output = loader.out();
+        reconnected = static_cast<int>(Count(output, "AFP-0057"));
+        EXPECT_EQ(Count(output, "AFP-0027"), 0u) << output;
+        EXPECT_EQ(Refusals(output), std::vector<std::string>()) << output;
+        EXPECT_TRUE(PendingFiles(directory).empty()) << output;
+        EXPECT_EQ(m_expected, DumpTables(database)) << output;
+    }
+    EXPECT_GT(reconnected, 0) << "the connection was never cut while loading";
 }
 
 AFP_ON_BOTH_BACKENDS(CrashSafetyTest);
 
-// The codes and names of a request's usage wait in memory for its counts line,
-// so a request whose usage lines span two files keeps its usage rows only when
-// one run loads both files in order. Two runs, as after a crash between the
-// files, lose those rows and nothing else.
-TEST(RequestSpanningTwoFiles, LosesOnlyItsUsageRowsWhenTheFilesGoToTwoRuns) {
+// In process, so that every resume point is cheap to try. The lines before
+// the resume point are read with writing off: usage codes and names waiting
+// there for a counts line after it must be found again.
+class ResumeSweep : public ::testing::Test {
+  protected:
+    void Load(TestDatabase& database, const std::string& directory) {
+        AFPOptions options;
+        options.auditLocation = directory;
+        options.transactionRowCount = kRowCount;
+        Parser parser(options, &database.db(), "/");
+        parser.ParseDir();
+    }
+    MessageCapture m_messages;
+};
+
+TEST_F(ResumeSweep, ResumingAtAnyLineLoadsTheRowsOfAnUninterruptedRun) {
+    // Usage lines of two requests interleaved, so that codes, names and
+    // counts of a request straddle every batch boundary.
+    std::vector<std::string> lines = {Startup("sweep")};
+    for (const std::string request : {"1", "2", "3"}) {
+        const std::string next = std::to_string(std::stoi(request) + 10);
+        lines.push_back(Usage("QXUC", "D1,M;L1;MC1", "s" + request, request));
+        lines.push_back(Usage("QXUC", "D2,M;L2;MC2", "s" + next, next));
+        lines.push_back(Usage("QXUH", "Dim1,Measures;Lev1;Meas1", "s" + request, request));
+        lines.push_back(Usage("QXUH", "Dim2,Measures;Lev2;Meas2", "s" + next, next));
+        lines.push_back(Startup("between" + request));
+        lines.push_back(Usage("QXUD", "5,8;2;4", "s" + request, request));
+        lines.push_back(Usage("QXUD", "6,9;3;5", "s" + next, next));
+    }
+    const std::string content = AuditFile(lines);
+    ScratchDirectory scratch;
+    TestDatabase reference;
+    AFP_REQUIRE_DATABASE(reference);
+    WriteFile(scratch / "qxes_audit_s.log", content);
+    Load(reference, scratch.path());
+    const TableDump expected = DumpTables(reference);
+    ASSERT_EQ(expected.at("QXES_DIM_USAGE").size(), 6u);
+
+    // Line numbers: the version line is 1, the general line 2, then `lines`.
+    const size_t lastLine = lines.size() + 2;
+    for (size_t resume = 2; resume <= lastLine; ++resume) {
+        SCOPED_TRACE("resume at line " + std::to_string(resume));
+        TestDatabase database;
+        ScratchDirectory dir;
+        // What a stopped run committed: the lines before the resume point...
+        size_t cut = 0;
+        for (size_t line = 0; line < resume; ++line) {
+            cut = content.find('\n', cut) + 1;  // the header, then lines 1 .. resume - 1
+        }
+        WriteFile(dir / "qxes_audit_s.log", content.substr(0, cut));
+        Load(database, dir.path());
+        // ... without the bookkeeping, so that only a reading of those lines
+        // can bring back what they left waiting.
+        database.exec("DELETE FROM QXES_LOAD_PROGRESS");
+        database.exec("DELETE FROM QXES_USAGE_PENDING");
+        WriteFile(dir / ("qxes_audit_s." + std::to_string(resume) + ".log"), content);
+        Load(database, dir.path());
+        EXPECT_EQ(expected, DumpTables(database));
+    }
+    EXPECT_EQ(Count(m_messages.Text(), "AFP-0026"), 0u) << m_messages.Text();
+}
+
+// The usage of a request whose lines lie in two files is kept in the
+// database between runs: two runs, as after a crash between the files, lose
+// nothing.
+TEST(RequestSpanningTwoFiles, KeepsItsUsageRowsWhenTheFilesGoToTwoRuns) {
     ScratchDirectory scratch;
     ASSERT_EQ(Generate(scratch / "generated", 23, 2, 200, "S", true).exitStatus, 0);
     const std::vector<std::string> files = NamesIn(scratch / "generated");  // chronological
     ASSERT_EQ(files.size(), 2u);
-
-    // One run, both files in order. (In process there is no processing
-    // locale, so only the usage tables, which hold no user names, compare.)
     TestDatabase oneRun;
     AFP_REQUIRE_DATABASE(oneRun);
-    {
-        MessageCapture messages;
-        AFPOptions options;
-        options.auditLocation = scratch / "generated";
-        options.transactionRowCount = kRowCount;
-        Parser parser(options, &oneRun.db(), "/");
-        for (const std::string& name : files) {
-            parser.Parse(scratch / "generated/" + name);
-        }
-        EXPECT_EQ(messages.Text(), "");
-    }
-    const TableDump whole = DumpTables(oneRun);
+    fs::copy(scratch / "generated", scratch / "whole");
+    ASSERT_EQ(RunLoader(oneRun, scratch / "whole", kRowCount).exitStatus, 0);
 
     TestDatabase twoRuns;
     fs::create_directories(scratch / "split");
@@ -167,26 +272,38 @@ TEST(RequestSpanningTwoFiles, LosesOnlyItsUsageRowsWhenTheFilesGoToTwoRuns) {
         fs::copy(scratch / "generated/" + name, scratch / "split/" + name);
         const ProcessResult result = RunLoader(twoRuns, scratch / "split", kRowCount);
         ASSERT_EQ(result.exitStatus, 0);
-        output += result.out;
+        output += WithoutSummary(result.out);
     }
-    const TableDump split = DumpTables(twoRuns);
+    EXPECT_EQ(output, "");
+    EXPECT_EQ(DumpTables(oneRun), DumpTables(twoRuns));
+}
 
-    // Each lost counts line is reported, and only the usage rows of those
-    // requests are missing.
-    const size_t lost = Count(output, "AFP-0026");
-    EXPECT_GT(lost, 0u) << "no request spans the two files";
-    std::set<std::string> lostRequests;
-    for (const char* table : {"QXES_DIM_USAGE", "QXES_MEASURE_USAGE", "QXES_LEVEL_USAGE"}) {
-        std::vector<std::string> missing;
-        std::set_difference(whole.at(table).begin(), whole.at(table).end(), split.at(table).begin(),
-                            split.at(table).end(), std::back_inserter(missing));
-        EXPECT_EQ(split.at(table).size() + missing.size(), whole.at(table).size()) << table;
-        for (const std::string& row : missing) {
-            // Usage rows begin with the session and request identifiers.
-            lostRequests.insert(row.substr(0, row.find(" | ", row.find(" | ") + 3)));
-        }
-    }
-    EXPECT_EQ(lostRequests.size(), lost) << output;
+// A file whose last line is still being written is put back, and the next
+// run continues where this one ended.
+TEST(GrowingFile, IsPutBackAndContinuedByTheNextRun) {
+    ScratchDirectory scratch;
+    TestDatabase whole;
+    AFP_REQUIRE_DATABASE(whole);
+    const std::string complete = AuditFile({Startup("g1"), Startup("g2"), Startup("g3")});
+    fs::create_directories(scratch / "whole");
+    WriteFile(scratch / "whole/qxes_audit_g.log", complete);
+    ASSERT_EQ(RunLoader(whole, scratch / "whole", kRowCount).exitStatus, 0);
+
+    TestDatabase growing;
+    const std::string cut = complete.substr(0, complete.size() - 10);
+    fs::create_directories(scratch / "growing");
+    WriteFile(scratch / "growing/qxes_audit_g.log", cut);
+    ProcessResult result = RunLoader(growing, scratch / "growing", kRowCount);
+    EXPECT_EQ(Count(result.out, "AFP-0050"), 1u) << result.out;
+    EXPECT_EQ(NamesIn(scratch / "growing"), std::vector<std::string>{"qxes_audit_g.log"});
+
+    std::FILE* file = std::fopen((scratch / "growing/qxes_audit_g.log").c_str(), "a");
+    std::fputs(complete.substr(cut.size()).c_str(), file);
+    std::fclose(file);
+    result = RunLoader(growing, scratch / "growing", kRowCount);
+    EXPECT_EQ(WithoutSummary(result.out), "");
+    EXPECT_EQ(NamesIn(scratch / "growing"), std::vector<std::string>{"qxes_audit_g.___"});
+    EXPECT_EQ(DumpTables(whole), DumpTables(growing));
 }
 
 }  // namespace

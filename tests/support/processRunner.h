@@ -122,6 +122,12 @@ class ChildProcess {
         }
         return Wait() == 128 + SIGKILL;
     }
+    // Sends a signal to the child while it runs.
+    void Signal(int signal) {
+        if (m_pid > 0 && !m_reaped) {
+            ::kill(m_pid, signal);
+        }
+    }
     // Waits for the end; the exit code, or 128 + the signal that ended it.
     int Wait() {
         while (m_pid > 0 && !m_reaped) {
