@@ -88,15 +88,15 @@ CREATE TABLE IF NOT EXISTS QXES_LEVEL_USAGE (
 ) WITHOUT ROWID;
 
 -- Indexes for the questions administrators ask: requests by time, sessions
--- by user, and usage by name. The report reads requests of a period through
--- QXES_REQUEST_START and reaches their sessions and usage rows by key.
+-- by user, sources and dimensions by name. The report reads requests of a
+-- period through QXES_REQUEST_START and reaches their sessions and usage rows
+-- by key. The level and measure usage tables, the largest, get no name index:
+-- each would cost the loader a random insert for every row it writes.
 -- Running this file again on an older database adds them.
 CREATE INDEX IF NOT EXISTS QXES_REQUEST_START ON QXES_REQUEST (START_DATE_TIME);
 CREATE INDEX IF NOT EXISTS QXES_SESSION_USER ON QXES_SESSION (USER_NAME);
 CREATE INDEX IF NOT EXISTS QXES_USER_SOURCE_NAME ON QXES_USER_SOURCE (SOURCE_NAME, SOURCE_TYPE);
 CREATE INDEX IF NOT EXISTS QXES_DIM_USAGE_NAME ON QXES_DIM_USAGE (DIM_NAME);
-CREATE INDEX IF NOT EXISTS QXES_LEVEL_USAGE_NAME ON QXES_LEVEL_USAGE (LEVEL_NAME);
-CREATE INDEX IF NOT EXISTS QXES_MEASURE_USAGE_NAME ON QXES_MEASURE_USAGE (MEASURE_NAME);
 
 -- Each request with what is worked out by hand otherwise: its day
 -- (YYYY-MM-DD) and hour of the day, its duration in milliseconds (null while

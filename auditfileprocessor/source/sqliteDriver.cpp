@@ -160,6 +160,12 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
     if (result.ok()) {
         result = runToEnd("PRAGMA synchronous=FULL");
     }
+    // Savepoints journal the pages a line changes; kept in memory, that costs
+    // no file writes.
+    if (result.ok()) {
+        result = runToEnd("PRAGMA temp_store=MEMORY");
+    }
+
     if (!result.ok()) {
         result.status = kConnectionFailed;
         result.message =
