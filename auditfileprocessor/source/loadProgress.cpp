@@ -143,10 +143,13 @@ void LoadProgress::Prepare(SQLDB* db) {
 bool LoadProgress::TablesUsable(SQLDB* db, std::string& reason) {
     try {
         db->startTransaction();
-        db->execute(kProbeProgress, SQLDB::kQuery);
-        db->freeRequest();
-        db->execute(kProbeUsage, SQLDB::kQuery);
-        db->freeRequest();
+        // Read to the end: a query may only fail once it runs.
+        for (const char* probe : {kProbeProgress, kProbeUsage}) {
+            if (db->execute(probe, SQLDB::kQuery) != nullptr) {
+                db->fetch();
+            }
+            db->freeRequest();
+        }
         db->commit(1);
         return true;
     } catch (const std::exception& error) {

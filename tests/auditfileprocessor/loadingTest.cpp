@@ -188,6 +188,26 @@ TEST_P(LoadingTest, RefusedLinesAreReportedUnderOneBannerPerFile) {
     EXPECT_EQ(Count(text, "AFP-0026:"), 2u) << text;
 }
 
+// A database from an older schema gets the bookkeeping tables; one where
+// they cannot be made is loaded as before, with the reason said once.
+TEST_P(LoadingTest, BookkeepingTablesAreMadeWhenMissingOrTheirLackIsSaidOnce) {
+    m_database.exec("DROP TABLE QXES_LOAD_PROGRESS");
+    m_database.exec("DROP TABLE QXES_USAGE_PENDING");
+    WriteFile(m_dir / "qxes_audit_1.log", AuditFile({Startup("host1")}));
+    EXPECT_EQ(Run(10), 0);
+    EXPECT_EQ(m_database.countRows("QXES_LOAD_PROGRESS"), 1);
+    EXPECT_EQ(m_messages.Text(), "");
+
+    m_database.exec("DROP TABLE QXES_LOAD_PROGRESS");
+    m_database.exec("CREATE VIEW QXES_LOAD_PROGRESS AS SELECT 1 AS FILE_NAME");
+    WriteFile(m_dir / "qxes_audit_2.log", AuditFile({Startup("host2")}));
+    WriteFile(m_dir / "qxes_audit_3.log", AuditFile({Startup("host3")}));
+    EXPECT_EQ(Run(10), 0);
+    EXPECT_EQ(Hosts(), HostNames(1, 3));
+    EXPECT_EQ(Count(m_messages.Text(), "AFP-0048: "), 1u) << m_messages.Text();
+    EXPECT_EQ(PendingFiles(m_dir.path()), Names());
+}
+
 TEST_P(LoadingTest, DeletionRemovesOnlyDisposableFiles) {
     WriteFile(m_dir / "qxes_audit_1.log", AuditFile({Startup("host1")}));
     WriteFile(m_dir / "qxes_audit_2.log", "");  // not disposable: tried again
