@@ -3,7 +3,12 @@
 //   if (!file.valid()) return;
 #pragma once
 
+#include <fcntl.h>
+#include <sys/types.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <string>
 
 class FileDescriptor {
   public:
@@ -17,6 +22,16 @@ class FileDescriptor {
             reset(other.release());
         }
         return *this;
+    }
+
+    // open(2), tried again when a signal interrupts it; invalid on failure,
+    // with errno telling why.
+    static FileDescriptor Open(const std::string& path, int flags, mode_t permissions = 0) {
+        int descriptor;
+        do {
+            descriptor = ::open(path.c_str(), flags, permissions);
+        } while (descriptor < 0 && errno == EINTR);
+        return FileDescriptor(descriptor);
     }
 
     bool valid() const { return m_descriptor >= 0; }

@@ -55,10 +55,7 @@ FILE* FileTools::_fopen(const std::string& path, const char* mode, mode_t permis
         default:
             return nullptr;
     }
-    int descriptor;
-    do {
-        descriptor = ::open(path.c_str(), flags, permissions);
-    } while (descriptor < 0 && errno == EINTR);
+    const int descriptor = FileDescriptor::Open(path, flags, permissions).release();
     if (descriptor < 0) {
         return nullptr;
     }
@@ -71,7 +68,7 @@ FILE* FileTools::_fopen(const std::string& path, const char* mode, mode_t permis
 }
 
 bool FileTools::SyncDirectory(const std::string& path) {
-    FileDescriptor directory(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    FileDescriptor directory = FileDescriptor::Open(path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (!directory.valid()) {
         return false;
     }

@@ -118,6 +118,7 @@ class Parser {
     AuditFileClaim::Outcome ClaimFile(const std::string& path, std::string& reason) const;
     void LoadClaimedFile(const std::string& path);
     bool ReconnectAfterLoss(const std::string& reason);
+    bool RetryBatch();
     void SetAside(const std::string& path);
 
     // One line in hand: handled with writing on (its rows kept or undone as
@@ -178,6 +179,8 @@ class Parser {
     size_t m_fileIndex = 0;
     // Rows written by the lines of the open batch.
     uint64_t m_batchRows = 0;
-    // Connection losses survived in a row, for the wait before the next try.
+    // Connection losses survived in a row, for the wait before the next try,
+    // and batches given up by the database, for the file in hand.
     int m_reconnectAttempts = 0;
+    int m_batchRetries = 0;
 };

@@ -1,5 +1,7 @@
 #include "atomicFile.h"
 
+#include "fileTools.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -62,9 +64,6 @@ bool AtomicFile::Write(const std::string& path, const std::string& content, std:
         return false;
     }
     // The rename itself survives a crash only once the directory is on disk.
-    FileDescriptor parent(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (parent.valid()) {
-        ::fsync(parent.get());
-    }
+    FileTools::SyncDirectory(directory);
     return true;
 }

@@ -57,11 +57,8 @@ AuditFileClaim::Outcome AuditFileClaim::LockAndCheck(const std::string& path, st
     }
     // O_NOFOLLOW and O_NONBLOCK: a link or fifo put in the file's place since
     // the lstat is refused, not followed or waited on.
-    int descriptor;
-    do {
-        descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    } while (descriptor < 0 && errno == EINTR);
-    FileDescriptor file(descriptor);
+    FileDescriptor file =
+        FileDescriptor::Open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (!file.valid()) {
         if (errno == ENOENT) {
             return Outcome::kTakenElsewhere;

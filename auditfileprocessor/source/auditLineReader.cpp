@@ -21,13 +21,10 @@ bool AuditLineReader::Open(const std::string& path) {
     m_begin = m_end = 0;
     m_eof = m_error = false;
     m_offset = 0;
-    int descriptor;
     // O_NONBLOCK so that a fifo put in the file's place cannot hang the open;
     // it changes nothing for the regular files we accept.
-    do {
-        descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    } while (descriptor < 0 && errno == EINTR);
-    FileDescriptor file(descriptor);
+    FileDescriptor file =
+        FileDescriptor::Open(path, O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (!file.valid()) {
         return false;
     }

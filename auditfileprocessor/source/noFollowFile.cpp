@@ -6,14 +6,14 @@
 
 #include <cerrno>
 
+#include "fileDescriptor.h"
+
 FILE* NoFollowFile::Open(const std::string& path, int flags, mode_t permissions,
                          const char* streamMode, bool& isLink) {
     isLink = false;
-    int descriptor;
-    do {
-        descriptor =
-            ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | flags, permissions);
-    } while (descriptor < 0 && errno == EINTR);
+    const int descriptor =
+        FileDescriptor::Open(path, O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC | flags, permissions)
+            .release();
     if (descriptor < 0) {
         // ELOOP also means too many links inside the path; only a final link
         // is what the caller reports as a link.

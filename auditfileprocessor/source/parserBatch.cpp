@@ -3,6 +3,7 @@
 // the rename that sets the file aside. A lost connection is tried again.
 #include <algorithm>
 #include <chrono>
+#include <cstdlib>
 #include <exception>
 #include <string>
 #include <thread>
@@ -39,6 +40,19 @@ void Parser::MarkFileLoaded(uint32_t lastLine, uint64_t offset) {
     m_progress.SaveWaitingUsage(db, usageCodesByRequest, usageNamesByRequest, m_changedUsageKeys);
     db->commit(1);
     db->setDurableCommits(false);
+}
+
+bool Parser::RetryBatch() {
+    // Without progress the file could only start over from its name's
+    // number, and lines committed since would come again as duplicates.
+    constexpr int kBatchRetries = 5;
+    if (!m_progress.IsAvailable() || m_batchRetries >= kBatchRetries) {
+        return false;
+    }
+    ++m_batchRetries;
+    // Two loaders that deadlocked would meet again at once: one waits longer.
+    std::this_thread::sleep_for(std::chrono::milliseconds(20 * m_batchRetries + std::rand() % 50));
+    return true;
 }
 
 bool Parser::ReconnectAfterLoss(const std::string& reason) {

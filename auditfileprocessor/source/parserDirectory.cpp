@@ -109,6 +109,7 @@ void Parser::LoadClaimedFile(const std::string& path) {
     Messenger::m_isParsingNewLog = true;
     fileDisposable = true;
     m_reconnectAttempts = 0;
+    m_batchRetries = 0;
     m_fileEnd = FileEnd::kSetAside;
     do {
         Parse(path);  // once more from its progress after a reconnection

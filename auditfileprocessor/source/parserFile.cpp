@@ -47,6 +47,18 @@ std::string CauseOf(const std::exception_ptr& caught) {
     }
 }
 
+// The database status behind an exception: its own for the session's
+// failures, otherwise the session's last one.
+int StatusOf(const std::exception_ptr& caught, int lastStatus) {
+    try {
+        std::rethrow_exception(caught);
+    } catch (const RDXSQLException& error) {
+        return error.getStatus();
+    } catch (...) {
+        return lastStatus;
+    }
+}
+
 // A file that grew after its end was read, or whose last line was cut off a
 // moment ago, is still in the hands of its writer.
 bool StillBeingWritten(const AuditLineReader& reader, AuditLineReader::Status lastStatus) {
@@ -282,7 +294,7 @@ void Parser::Parse(const std::string& path) {
         statistics.outcome = FileOutcome::kLoaded;
     } catch (...) {
         const std::string cause = CauseOf(std::current_exception());
-        const bool connectionLost = db->lastStatus() == DatabaseDriver::kConnectionFailed;
+        const int status = StatusOf(std::current_exception(), db->lastStatus());
         if (db->isTransactionOpen()) {
             // A failing rollback must not keep the resume number out of the
             // name; the session drops the work when it disconnects anyway.
@@ -291,7 +303,13 @@ void Parser::Parse(const std::string& path) {
             } catch (...) {
             }
         }
-        if (connectionLost && ReconnectAfterLoss(cause)) {
+        // The batch starts over from the file's progress: after a lost
+        // connection once connected again, after a transaction the database
+        // gave up (a deadlock with another loader) at once.
+        const bool again = status == DatabaseDriver::kConnectionFailed
+                               ? ReconnectAfterLoss(cause)
+                               : status == DatabaseDriver::kTransactionFailed && RetryBatch();
+        if (again) {
             m_fileEnd = FileEnd::kRetry;
             return;
         }

@@ -48,13 +48,22 @@ const NamedStatement kNamedStatements[] = {
     {kLineReleaseName, "RELEASE SAVEPOINT afp_line"},
 };
 
-// Values refused for what they are: data exceptions (class 22) and integrity
-// constraint violations (class 23). Any other failure of a statement is the
-// database's own (a missing table, rights, resources) and would refuse every row.
-bool RefusedForItsValues(const PGresult* result) {
+// What a failed statement means for the batch: values refused for what they
+// are (data exceptions, class 22, and integrity constraint violations, class
+// 23) refuse their row; a transaction the server rolled back for another
+// (deadlocks and serialization failures, class 40) can be tried again; any
+// other failure is the database's own (a missing table, rights, resources)
+// and would refuse every row.
+DatabaseDriver::Status StatusOfFailure(const PGresult* result) {
     const char* state = result != nullptr ? PQresultErrorField(result, PG_DIAG_SQLSTATE) : nullptr;
-    return state != nullptr &&
-           (std::strncmp(state, "22", 2) == 0 || std::strncmp(state, "23", 2) == 0);
+    if (state == nullptr) {
+        return DatabaseDriver::kDatabaseFailed;
+    }
+    if (std::strncmp(state, "22", 2) == 0 || std::strncmp(state, "23", 2) == 0) {
+        return DatabaseDriver::kStatementFailed;
+    }
+    return std::strncmp(state, "40", 2) == 0 ? DatabaseDriver::kTransactionFailed
+                                             : DatabaseDriver::kDatabaseFailed;
 }
 
 DatabaseDriver::Result Failed(DatabaseDriver::Status status, DatabaseDriver::Phase phase,
@@ -475,8 +484,7 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
             // Without its savepoint the transaction cannot be saved.
             return failure(kTransactionFailed, commands[i].phase, all[i].get());
         }
-        result = failure(RefusedForItsValues(all[i].get()) ? kStatementFailed : kDatabaseFailed,
-                         commands[i].phase, all[i].get());
+        result = failure(StatusOfFailure(all[i].get()), commands[i].phase, all[i].get());
         if (Succeeded(all.back().get())) {
             return result;  // refused here, not by the server: nothing to undo
         }

@@ -15,16 +15,12 @@ bool RejectFile::Append(const std::string& auditFile, uint64_t lineNumber, const
         return true;
     }
     if (!m_file.valid()) {
-        int descriptor;
-        do {
-            descriptor = ::open(m_path.c_str(),
-                                O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
-        } while (descriptor < 0 && errno == EINTR);
-        if (descriptor < 0) {
+        m_file = FileDescriptor::Open(m_path,
+                                      O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        if (!m_file.valid()) {
             reason = std::string("cannot open it: ") + std::strerror(errno);
             return false;
         }
-        m_file.reset(descriptor);
     }
     // One write per record, so that two loaders appending to the same file
     // never interleave their records.

@@ -24,26 +24,26 @@ unsigned RunStatistics::Count(FileOutcome outcome) const {
     return count;
 }
 
-uint64_t RunStatistics::LinesRead() const {
+namespace {
+
+uint64_t Total(const std::vector<FileStatistics>& files, uint64_t FileStatistics::*figure) {
     uint64_t total = 0;
     for (const FileStatistics& file : files) {
-        total += file.linesRead;
+        total += file.*figure;
     }
     return total;
+}
+
+}  // namespace
+
+uint64_t RunStatistics::LinesRead() const {
+    return Total(files, &FileStatistics::linesRead);
 }
 
 uint64_t RunStatistics::LinesRefused() const {
-    uint64_t total = 0;
-    for (const FileStatistics& file : files) {
-        total += file.linesRefused;
-    }
-    return total;
+    return Total(files, &FileStatistics::linesRefused);
 }
 
 uint64_t RunStatistics::RowsWritten() const {
-    uint64_t total = 0;
-    for (const FileStatistics& file : files) {
-        total += file.rowsWritten;
-    }
-    return total;
+    return Total(files, &FileStatistics::rowsWritten);
 }
