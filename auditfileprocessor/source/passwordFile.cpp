@@ -5,12 +5,24 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "fileDescriptor.h"
 #include "messenger.h"
 
 namespace {
+
+// A credential that systemd hands to the service: private to the service by
+// construction, though an access list may show in its group bits.
+bool IsServiceCredential(const std::string& path) {
+    const char* directory = std::getenv("CREDENTIALS_DIRECTORY");
+    if (directory == nullptr || *directory == '\0') {
+        return false;
+    }
+    const std::string prefix = std::string(directory) + "/";
+    return path.compare(0, prefix.size(), prefix) == 0 && path.find("/../") == std::string::npos;
+}
 
 bool Refuse(const std::string& path, const std::string& reason) {
     Messenger::Get().DisplayMessage(59, path, reason);
@@ -21,7 +33,7 @@ bool Refuse(const std::string& path, const std::string& reason) {
 
 bool PasswordFile::Read(const std::string& path, std::string& password) {
     // Non-blocking, so that a FIFO named by mistake cannot hang the run.
-    FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));
+    FileDescriptor file = FileDescriptor::Open(path, O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
     if (!file.valid()) {
         return Refuse(path, std::strerror(errno));
     }
@@ -35,7 +47,7 @@ bool PasswordFile::Read(const std::string& path, std::string& password) {
     if (!S_ISREG(status.st_mode)) {
         return Refuse(path, "not a regular file");
     }
-    if ((status.st_mode & (S_IRGRP | S_IROTH)) != 0) {
+    if ((status.st_mode & (S_IRGRP | S_IROTH)) != 0 && !IsServiceCredential(path)) {
         Messenger::Get().DisplayMessage(60, path);
         return false;
     }
