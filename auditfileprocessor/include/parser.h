@@ -143,7 +143,9 @@ class Parser {
     std::string versionMessage;
     std::string generalMessage;
     std::string machineName;
-    std::string machinePort;
+    // The SQL null until a start-up line names the port: requests read
+    // before one are loaded without it rather than refused.
+    std::string machinePort = "NULL";
 
     // Loading state of the file in hand.
     SQLDB* db;

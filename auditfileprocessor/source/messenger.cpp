@@ -96,7 +96,14 @@ void Messenger::WriteToErrorLog(const std::string& text) {
     m_isParsingNewLog = false;
 }
 
-void Messenger::DisplayMessage(const std::string& text) {
+void Messenger::DisplayMessage(const std::string& message) {
+    // An audit line may hold NUL bytes; written as they are they would cut the
+    // message short, so they are shown as \0.
+    std::string text = message;
+    for (std::string::size_type at = text.find('\0'); at != std::string::npos;
+         at = text.find('\0', at + 2)) {
+        text.replace(at, 1, "\\0");
+    }
     OpenErrorLog();
     if (m_fpErrorLogFile == nullptr) {
         std::puts(text.c_str());
