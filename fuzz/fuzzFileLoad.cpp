@@ -10,7 +10,9 @@
 //
 // Refusals are the loader's business (messages, assertions, the error code 2
 // that stops a run); what must never happen is a sanitizer report, a leaked
-// descriptor, or a file left under its claim name.
+// descriptor, a file left under its claim name, or a reject file whose
+// records cannot be read back (each refused line is two lines: where and why,
+// then the line itself).
 #include <sqlite3.h>
 
 #include <cstddef>
@@ -76,6 +78,7 @@ struct LoadFixture {
     fuzzSupport::ScratchDirectory scratch{"afp-fuzz-load"};
     std::string auditDir = scratch.path() + "/audit";
     std::string dbPath = scratch.path() + "/audit.db";
+    std::string rejectPath = scratch.path() + "/refused";
     // The converter of user names takes the program directory as its encoding
     // name; a real program directory names none.
     std::string programDir = scratch.path() + "/";
@@ -116,6 +119,23 @@ struct LoadFixture {
             fuzzSupport::Fail(std::string("cannot empty the audit tables: ") + failure.what());
         }
         fuzzSupport::EmptyDirectory(auditDir);
+    }
+
+    // Every record names this audit file; the file goes before the next input.
+    void CheckRejectRecords() const {
+        const std::string where = "# " + auditDir + "/qxes_audit_fuzz";
+        std::ifstream records(rejectPath, std::ios::binary);
+        for (std::string header, line; std::getline(records, header);) {
+            if (header.rfind(where, 0) != 0 ||
+                header.find(".log:", where.size()) == std::string::npos ||
+                !std::getline(records, line)) {
+                fuzzSupport::Fail("a reject record that cannot be read back: " +
+                                  header.substr(0, 200));
+            }
+        }
+        records.close();
+        std::error_code ignored;
+        std::filesystem::remove(rejectPath, ignored);
     }
 
     void CheckNoClaimLeftBehind() const {
@@ -170,6 +190,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     options.auditLocation = fixture.auditDir;
     options.transactionRowCount = 1 + (control & 0x07);
     options.deleteAuditFiles = (control & 0x08) != 0;
+    options.rejectFile = fixture.rejectPath;
 
     const std::string name = resumeNumber == 0
                                  ? "qxes_audit_fuzz.log"
@@ -193,6 +214,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     parser.reset();
 
     fixture.CheckNoClaimLeftBehind();
+    fixture.CheckRejectRecords();
     fixture.Reset();
     fixture.CheckNoDescriptorLeaked();
     return 0;

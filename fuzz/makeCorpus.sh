@@ -54,6 +54,33 @@ load_seed stopped-resume1-delete 18 "$scratch/stopped"
     printf 'I\t\t%s\t\ttruncated' "$stamp"
 } >"$scratch/odd"
 load_seed odd-lines-rows4 03 "$scratch/odd"
+# Lines refused alone, each followed by a good one: unknown component and
+# formats, a REQINFO of six parts, usage counts that do not match, a key too
+# long for its column, a report name running past 10,240 bytes with a forged
+# record after it on the same line.
+{
+    header
+    record V "$stamp" "${zone[@]}" 0 0 QXES 1 9.1.0
+    record G "$stamp" "${zone[@]}" 0 0 QXES FGN 1
+    record I "$stamp" "${zone[@]}" 0 0 QXES SRV host1:8080
+    record I "$stamp" "${zone[@]}" s1 r1 QXZZ REQINFO 'Sales,cube,"/x",,0'
+    record E "$stamp" "${zone[@]}" s1 r1 QXZZ REQFAILE failed
+    record I "$stamp" "${zone[@]}" s1 r1 QXRQ REQINFO 'Sales,cube,"/x",,0'
+    record I "$stamp" "${zone[@]}" s1 r1 QXRQ REQLOST x
+    record I "$stamp" "${zone[@]}" s1 r1 QXPB TRVZ x
+    record U "$stamp" "${zone[@]}" s1 r1 QXDS QXUZ 'D1;L1;M1'
+    record I "$stamp" "${zone[@]}" s2 r1 QXRQ REQINFO 'Sal,es,cube,"/x",,0'
+    record U "$stamp" "${zone[@]}" s1 r1 QXDS QXUC 'D1,Measures;D1L1;M1'
+    record U "$stamp" "${zone[@]}" s1 r1 QXDS QXUH 'Products,Measures;Product Line;Revenue'
+    record U "$stamp" "${zone[@]}" s1 r1 QXDS QXUD '5,1,9;7;42,43'
+    record I "$stamp" "${zone[@]}" "$(printf 'k%.0s' $(seq 1 100))" r1 QXRQ REQINFO 'Sales,cube,"/x",,0'
+    record I "$stamp" "${zone[@]}" s3 r9 QXES COPY "Report,$(printf 'r%.0s' $(seq 1 10150))" \
+        I "$stamp" "${zone[@]}" forged r1 QXRQ REQINFO 'Forged,cube,"/x",,0'
+    record I "$stamp" "${zone[@]}" s1 r1 QXRQ SUCC done
+} >"$scratch/refused"
+load_seed refused-lines-rows3 02 "$scratch/refused"
+sed 's/$/\r/' "$scratch/refused" | head -c 2000 >"$scratch/refused-crlf"
+load_seed refused-crlf-rows8 07 "$scratch/refused-crlf"
 printf 'Type\t\tTimeStamp\r\n' >"$scratch/crlf"
 load_seed bad-header 00 "$scratch/crlf"
 
