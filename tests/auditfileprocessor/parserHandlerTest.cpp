@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -151,12 +150,6 @@ const char kMeasures[] =
     "FROM QXES_MEASURE_USAGE ORDER BY MEASURE_CODE";
 
 const Scenario kScenarios[] = {
-    {"FirstRequestOfASessionWritesSessionSourceAndRequest",
-     {{kRequest, Info("QXRQ", "REQINFO", "12", "1", "src,cube,\"c:\\f.qxd\",,x"), true}},
-     {{kSessions, {{"12", "NULL"}}},
-      {kUserSources, {{"12", "src", "cube", "c:\\f.qxd"}}},
-      {kRequestColumns,
-       {Request("12", "1", kStampInDb, "NULL", "NULL", "0", "NULL", "NULL", "NULL")}}}},
     {"SecondRequestFromTheSameSourceUpdatesTheFileName",
      {{kRequest, Info("QXRQ", "REQINFO", "12", "1", "src,cube,a.qxd,m1,x"), true},
       {kRequest, Info("QXRQ", "REQINFO", "12", "2", "src,cube,b.qxd,\"\",x", kLaterStamp), true}},
@@ -197,7 +190,8 @@ const Scenario kScenarios[] = {
       {kError, Error("RESFAILE", "8", "1", "lost"), true},
       {kRequest, Info("QXRQ", "SUCC", "8", "1", "it's done", kLaterStamp), true},
       {kRequest, Info("QXRQ", "REDISPATCH", "8", "1", "again"), true},
-      {kError, Error("RESFAILE", "8", "9", "unknown request"), true}},
+      {kError, Error("RESFAILE", "8", "9", "unknown request"), true},
+      {kTarvelError, Line("E", "QXPB", "TRVE", "8", "9", "unknown request"), true}},
      {{kRequestColumns,
        {Request("8", "1", kStampInDb, kLaterStampInDb, "1", "0", "NULL", "m", "it's done", "NULL",
                 "1")}}}},
@@ -216,17 +210,6 @@ const Scenario kScenarios[] = {
       {"SELECT REQUEST_ID, START_DATE_TIME, END_DATE_TIME, REQUEST_STATUS, REQUEST_TYPE, ACTION "
        "FROM QXES_REQUEST WHERE REQUEST_ID = '1'",
        {{"1", kStampInDb, kStampInDb, "1", "2", "COPY"}}}}},
-    {"PublishBeginsThenSucceedsOrFails",
-     {{kTarvel, Info("QXPB", "TRVR", "p", "1", "Report,Sales"), true},
-      {kTarvel, Info("QXPB", "TRVR", "p", "2", "Sales"), true},
-      {kTarvel, Info("QXPB", "TRVS", "p", "1", "published", kLaterStamp), true},
-      {kTarvelError, Line("E", "QXPB", "TRVE", "p", "2", "disk full", kLaterStamp), true},
-      {kTarvelError, Line("E", "QXPB", "TRVE", "p", "3", "unknown"), true}},
-     {{kAdminSources, {{"p", "1", "Report", "Sales"}, {"p", "2", "NULL", "Sales"}}},
-      {kRequestColumns,
-       {Request("p", "1", kStampInDb, kLaterStampInDb, "1", "2", "Publish", "NULL", "published"),
-        Request("p", "2", kStampInDb, kLaterStampInDb, "0", "2", "Publish", "NULL",
-                "disk full")}}}},
     {"UserRecordsCompleteExistingRows",
      {{kRequest, Info("QXRQ", "REQINFO", "u", "1", "src,cube,f,m,x"), true},
       {kUser, Info("QXDS", "USR", "u", "1", "M&#252;ller"), true},
@@ -260,30 +243,13 @@ const Scenario kScenarios[] = {
       {kUsage, UsageLine("QXUH", "Dim1,M;Meas1"), true},
       {kUsage, UsageLine("QXUD", "1,2;3"), true}},
      {{kDims, {{"D1", "Dim1", "1"}}}, {kMeasures, {{"s1", "r1", "MC1", "Meas1", "3"}}}}},
-    {"AssertionsNameTheFailedCondition",
+    {"LinesTheDispatchSendsButNoHandlerKnowsAssert",
      {
-         {kStartup, Info("QXES", "FGN", "0", "0", "h:1"), false,
-          "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
-          "AuditSupport::kSRV ) ));"},
-         {kRequest, Info("QXDS", "SUCC", "1", "1", "m"), false,
-          "KRL_ASSERT(AuditSupport::GetComponent( AuditSupport::kQXRQ ) == line[ component_id ]);"},
          {kRequest, Info("QXRQ", "FGN", "1", "1", "m"), false, "KRL_ASSERT(FALSE);"},
          {kRequest, Info("QXRQ", "REQINFO", "1", "1", "a,b,c,d"), false,
           "KRL_ASSERT(svDetails.size() == message + 1);"},
-         {kRemote, Info("QXRQ", "REMOTE", "1", "1", "m"), false,
-          "KRL_ASSERT(AuditSupport::GetComponent( AuditSupport::kQXDS ) == line[ component_id ]);"},
-         {kAdmin, Info("QXRQ", "COPY", "1", "1", "m"), false,
-          "KRL_ASSERT(0 == strcmp( line[ component_id ].c_str(), AuditSupport::GetComponent( "
-          "AuditSupport::kQXES ) ));"},
-         {kTarvel, Info("QXES", "TRVR", "1", "1", "m"), false,
-          "KRL_ASSERT(0 == strcmp( line[ component_id ].c_str(), AuditSupport::GetComponent( "
-          "AuditSupport::kQXPB ) ));"},
          {kTarvel, Info("QXPB", "TRVE", "1", "1", "m"), false, "KRL_ASSERT(FALSE);"},
          {kTarvelError, Line("E", "QXPB", "TRVS", "1", "1", "m"), false, "KRL_ASSERT(FALSE);"},
-         {kUser, Info("QXRQ", "USR", "1", "1", "m"), false,
-          "KRL_ASSERT(0 == strcmp( AuditSupport::GetComponent( AuditSupport::kQXDS ), line[ "
-          "component_id ].c_str() ));"},
-         {kUser, Info("QXDS", "REMOTE", "1", "1", "m"), false, "KRL_ASSERT(FALSE);"},
          {kUsage, UsageLine("QXUX", "m"), false,
           "KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( "
           "AuditSupport::kQXUC ) ) || 0 == strcmp( line[ msg_format ].c_str(), "
@@ -334,14 +300,6 @@ TEST_P(HandlerTest, StartupSplitsMachineAndPortAtTheFirstColon) {
         EXPECT_EQ(m_parser->machinePort, c.port) << c.message;
     }
     EXPECT_EQ(Query("SELECT COUNT(*) FROM QXES_DISPATCHER"), Rows{{"0"}});
-}
-
-TEST_P(HandlerTest, ShortLinesAreRefusedWithoutReadingPastTheEnd) {
-    Fields shortLine = Info("QXES", "SRV", "0", "0", "h:1");
-    shortLine.pop_back();
-    EXPECT_THROW(Take(kStartup, shortLine), std::out_of_range);
-    shortLine.resize(5);
-    EXPECT_THROW(Take(kRequest, shortLine), std::out_of_range);
 }
 
 AFP_ON_BOTH_BACKENDS(HandlerTest);

@@ -16,7 +16,7 @@ bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
 }
 
-TEST(Program, UsageAndRefusalsNameTheProblemAndEndNormally) {
+TEST(Program, UsageListsEveryOptionEvenUnderAnUnknownLocale) {
     // Too few arguments: the usage text, one line per option, between the
     // two refusal messages.
     std::string usage = "AFP-0044:[\\s\\S]*AFP-0039: Usage: qxesauditfileprocessor ";
@@ -24,19 +24,11 @@ TEST(Program, UsageAndRefusalsNameTheProblemAndEndNormally) {
                                "-df", "-errorlog", "-nbrows", "-exitonerror"}) {
         usage += std::string("[\\s\\S]*\\n  ") + option + " ";
     }
-    const auto valid = [](const std::string& last) {
-        return std::vector<std::string>{kProgram,    "-dbname",        "A",    "-dbconnect",
-                                        "LOCAL;SQ;", "-dbuser",        "B",    "-dbpass",
-                                        "C",         "-auditlocation", "/tmp", last};
-    };
     const struct {
         std::vector<std::string> arguments;
         std::string expected;
     } cases[] = {
         {{kProgram}, usage},
-        {{kProgram, "-dbname", "A", "-dbuser", "B", "-dbpass", "C"}, "AFP-0015:"},
-        {valid("-bogus"), "AFP-0042: Unknown option -bogus\\."},
-        {valid("-nbrows"), "AFP-0043: The option -nbrows needs a value"},
         {{"env", "LC_ALL=xx_YY.NOPE", "LANG=zz", kProgram}, "AFP-0039: Usage:"},
     };
     for (const auto& c : cases) {

@@ -154,7 +154,11 @@ TEST_F(Operability, DetailedExitStatusTellsHowTheRunEndedAndTheDefaultStaysZero)
         {"usage", "", {"-nbrows"}, 64, "AFP-0043: "},
         {"shared password", "", {"-passfile", shared}, 64, "AFP-0060: "},
         {"bad value", "", {"-retries", "many"}, 64, "AFP-0063: "},
-        {"no directory", "", {"-auditlocation", m_dir / "none"}, 66, "AFP-0022: "},
+        {"no directory",
+         "",
+         {"-auditlocation", m_dir / "none"},
+         66,
+         "AFP-0022: The audit directory does not exist or is not a directory: " + m_dir / "none"},
     };
     int run = 0;
     for (const auto& c : cases) {
@@ -246,6 +250,7 @@ TEST_F(Operability, OutputPathsThatAreLinksOrFullAreRefusedOrReported) {
 }
 
 TEST(ExitStatus, TheWorstOutcomeOfTheRunWins) {
+    using F = FileOutcome;
     const auto file = [](FileOutcome outcome, uint64_t refused) {
         FileStatistics statistics;
         statistics.outcome = outcome;
@@ -254,50 +259,29 @@ TEST(ExitStatus, TheWorstOutcomeOfTheRunWins) {
     };
     const struct {
         std::vector<FileStatistics> files;
-        bool interrupted;
         RunStage failedIn;  // kStarting: the run did not fail
-        bool unexpected, directoryMissing;
+        std::string flags;  // i: interrupted, u: unexpected failure, m: directory missing
         int status;
     } cases[] = {
-        {{file(FileOutcome::kLoaded, 0), file(FileOutcome::kSetAside, 0)},
-         false,
-         RunStage::kStarting,
-         false,
-         false,
-         0},
-        {{file(FileOutcome::kSkipped, 0), file(FileOutcome::kLoaded, 2)},
-         false,
-         RunStage::kStarting,
-         false,
-         false,
-         65},
-        {{file(FileOutcome::kLoaded, 2), file(FileOutcome::kPutBack, 0)},
-         false,
-         RunStage::kStarting,
-         false,
-         false,
-         75},
-        {{file(FileOutcome::kLoaded, 0)}, true, RunStage::kStarting, false, false, 75},
-        {{file(FileOutcome::kLoaded, 3), file(FileOutcome::kStopped, 0)},
-         false,
-         RunStage::kLoading,
-         false,
-         false,
-         75},
-        {{}, false, RunStage::kLoading, false, true, 66},
-        {{}, false, RunStage::kLoading, true, false, 70},
-        {{}, false, RunStage::kConnecting, false, false, 69},
-        {{}, false, RunStage::kConnected, false, false, 69},
-        {{}, false, RunStage::kReadingCommandLine, true, false, 64},
+        {{file(F::kLoaded, 0), file(F::kSetAside, 0)}, RunStage::kStarting, "", 0},
+        {{file(F::kSkipped, 0), file(F::kLoaded, 2)}, RunStage::kStarting, "", 65},
+        {{file(F::kLoaded, 2), file(F::kPutBack, 0)}, RunStage::kStarting, "", 75},
+        {{file(F::kLoaded, 0)}, RunStage::kStarting, "i", 75},
+        {{file(F::kLoaded, 3), file(F::kStopped, 0)}, RunStage::kLoading, "", 75},
+        {{}, RunStage::kLoading, "m", 66},
+        {{}, RunStage::kLoading, "u", 70},
+        {{}, RunStage::kConnecting, "", 69},
+        {{}, RunStage::kConnected, "", 69},
+        {{}, RunStage::kReadingCommandLine, "u", 64},
     };
     for (const auto& c : cases) {
         RunOutcome outcome;
         outcome.statistics.files = c.files;
-        outcome.statistics.interrupted = c.interrupted;
+        outcome.statistics.interrupted = c.flags.find('i') != std::string::npos;
         outcome.failed = c.failedIn != RunStage::kStarting;
         outcome.stage = outcome.failed ? c.failedIn : RunStage::kLoading;
-        outcome.unexpectedFailure = c.unexpected;
-        outcome.auditDirectoryMissing = c.directoryMissing;
+        outcome.unexpectedFailure = c.flags.find('u') != std::string::npos;
+        outcome.auditDirectoryMissing = c.flags.find('m') != std::string::npos;
         EXPECT_EQ(ExitStatus::Of(outcome), c.status) << ExitStatus::Meaning(c.status);
     }
 }
