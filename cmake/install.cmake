@@ -14,12 +14,13 @@ install(FILES ${AFP_CATALOGUE} DESTINATION ${AFP_SHARE_DIR}/en-us COMPONENT load
 install(FILES schema/sqlite.sql schema/postgresql.sql DESTINATION ${AFP_SHARE_DIR}/schema
         COMPONENT loader)
 install(TARGETS qxesauditgen RUNTIME DESTINATION bin COMPONENT auditgen)
+install(TARGETS qxesauditreport RUNTIME DESTINATION bin COMPONENT loader)
 
 # Man pages: the version is filled in, then the page is compressed as Debian
 # installs them (gzip -n keeps the bytes the same from build to build).
 set(AFP_MAN_DIR ${CMAKE_BINARY_DIR}/share/man/man1)
 set(AFP_MAN_PAGES)
-foreach(page qxesauditfileprocessor qxesauditgen)
+foreach(page qxesauditfileprocessor qxesauditgen qxesauditreport)
     configure_file(docs/man/${page}.1 ${CMAKE_BINARY_DIR}/man/${page}.1 @ONLY)
     add_custom_command(
         OUTPUT ${AFP_MAN_DIR}/${page}.1.gz
@@ -32,6 +33,7 @@ endforeach()
 add_custom_target(afp_man_pages ALL DEPENDS ${AFP_MAN_PAGES})
 install(FILES ${AFP_MAN_DIR}/qxesauditfileprocessor.1.gz DESTINATION share/man/man1 COMPONENT loader)
 install(FILES ${AFP_MAN_DIR}/qxesauditgen.1.gz DESTINATION share/man/man1 COMPONENT auditgen)
+install(FILES ${AFP_MAN_DIR}/qxesauditreport.1.gz DESTINATION share/man/man1 COMPONENT loader)
 
 install(FILES packaging/systemd/qxesauditfileprocessor.service
               packaging/systemd/qxesauditfileprocessor.timer

@@ -13,7 +13,6 @@ target_link_libraries(afp_report PUBLIC afp_database)
 
 add_executable(qxesauditreport tools/qxesauditreport/qxesauditreport.cpp)
 target_link_libraries(qxesauditreport PRIVATE afp_report)
-install(TARGETS qxesauditreport RUNTIME DESTINATION bin)
 
 if(AFP_TESTS)
     # The figures against direct SQL on both backends, and the page in a browser.

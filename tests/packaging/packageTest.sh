@@ -70,7 +70,9 @@ contents "${loader_deb[0]}" | diff -u - <(sort <<'EOF'
 /lib/systemd/system/qxesauditfileprocessor.service
 /lib/systemd/system/qxesauditfileprocessor.timer
 /usr/bin/qxesauditfileprocessor
+/usr/bin/qxesauditreport
 /usr/share/man/man1/qxesauditfileprocessor.1.gz
+/usr/share/man/man1/qxesauditreport.1.gz
 /usr/share/qxesauditfileprocessor/en-us/afpmsg.cat
 /usr/share/qxesauditfileprocessor/schema/postgresql.sql
 /usr/share/qxesauditfileprocessor/schema/sqlite.sql
@@ -88,7 +90,7 @@ done
 root="$scratch/root"
 dpkg-deb -x "${loader_deb[0]}" "$root"
 dpkg-deb -x "${gen_deb[0]}" "$root"
-for program in qxesauditfileprocessor qxesauditgen; do
+for program in qxesauditfileprocessor qxesauditgen qxesauditreport; do
     file -b "$root/usr/bin/$program" | grep -q ', stripped' || fail "$program is not stripped"
 done
 
@@ -119,7 +121,7 @@ for table in QXES_DISPATCHER QXES_SESSION QXES_REQUEST QXES_DIM_USAGE; do
 done
 
 # --- Man pages: lint clean, and every option of the usage documented --------
-for page in qxesauditfileprocessor qxesauditgen; do
+for page in qxesauditfileprocessor qxesauditgen qxesauditreport; do
     lint="$(MANWIDTH=80 man --warnings -l "$root/usr/share/man/man1/$page.1.gz" 2>&1 >/dev/null)"
     [ -z "$lint" ] || fail "man page $page: $lint"
 done
