@@ -448,7 +448,9 @@ DatabaseDriver::Result PostgresDriver::runPipeline(const std::vector<Command>& c
     bool exited = PQexitPipelineMode(conn) == 1;
     if (!sendError.empty() || !synced || !exited || results.size() != commands.size()) {
         std::string message = sendError.empty() ? OneLine(PQerrorMessage(conn)) : sendError;
-        return Failed(connectionLost() ? kConnectionFailed : kTransactionFailed, kRun,
+        // A connection stuck in pipeline mode refuses every later command:
+        // it is as good as lost, and only a new one serves.
+        return Failed(connectionLost() || !exited ? kConnectionFailed : kTransactionFailed, kRun,
                       message.empty() ? "the pipeline to the server broke off" : message);
     }
     return Result();
