@@ -168,12 +168,16 @@ TEST_P(CrashSafetyTest, LostConnectionIsTriedAgainAndTheFileResumes) {
         GTEST_SKIP() << "only a server connection can be lost";
     }
     int reconnected = 0;
-    for (int attempt = 0; attempt < 10 && reconnected == 0; ++attempt) {
+    for (int attempt = 0; attempt < 5 && reconnected == 0; ++attempt) {
         TestDatabase database(GetParam());
         const std::string directory = m_scratch / ("lost" + std::to_string(attempt));
         fs::copy(m_scratch / "generated", directory);
         ChildProcess loader(LoaderCommand(database, directory, kRowCount));
-        std::this_thread::sleep_for(std::chrono::milliseconds(100 + 50 * attempt));
+        // Cut once loading is under way: its first batch is committed.
+        const auto giveUp = Clock::now() + std::chrono::seconds(30);
+        while (database.countRows("QXES_LOAD_PROGRESS") == 0 && Clock::now() < giveUp) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
         database.exec(
             "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE datname = "
             "current_database() AND pid <> pg_backend_pid()");
