@@ -14,6 +14,8 @@
 
 #include "sqlDA.h"
 
+class BoundStatement;
+
 class DatabaseDriver {
   public:
     // The status of a call. The failures say what to do next: a failed
@@ -76,6 +78,10 @@ class DatabaseDriver {
     // when the statement yields none) and its rows are then read by fetch().
     // A failed statement leaves the rest of the transaction intact.
     virtual Result execute(const std::string& statement, bool query,
+                           std::vector<SqlDA::ColumnDescription>& columns) = 0;
+    // The same for a statement with bound values: its shape is compiled once
+    // per connection and kept, then run with each statement's values.
+    virtual Result execute(const BoundStatement& statement, bool query,
                            std::vector<SqlDA::ColumnDescription>& columns) = 0;
     // Reads the next row of the query in hand into `row`; kNoMoreRows at the end.
     virtual Result fetch(std::vector<std::optional<std::string>>& row) = 0;

@@ -14,6 +14,7 @@
 
 #include "sqlDA.h"
 
+class BoundStatement;
 class DatabaseDriver;
 
 class SQLDB {
@@ -41,6 +42,9 @@ class SQLDB {
     // cursor is then open), anything else NULL. Failures throw RDXSQLException
     // ("Prepare failed with status -1. <the database's reason>").
     SqlDA* execute(std::string statement, eRequestType type);
+    // The same with bound values: the shape is compiled once per connection.
+    // A query's values must outlive the reading of its rows.
+    SqlDA* execute(const BoundStatement& statement, eRequestType type);
     // The next row of the open query, or NULL at the end.
     SqlDA* fetch();
 
@@ -90,6 +94,8 @@ class SQLDB {
     unsigned lineWrites() const { return m_lineWrites; }
 
   private:
+    // Runs a statement given as text or bound (the other is NULL).
+    SqlDA* run(const std::string* text, const BoundStatement* bound, eRequestType type);
     void recordFailure(int status, const std::string& text);
     std::unique_ptr<DatabaseDriver> m_driver;
     // The driver whose transaction is open; NULL while none is.

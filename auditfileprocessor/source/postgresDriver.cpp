@@ -5,6 +5,8 @@
 #include <cctype>
 #include <cstring>
 
+#include "boundStatement.h"
+
 namespace {
 
 // Type identifiers of the server's built-in types, which never change.
@@ -17,6 +19,8 @@ constexpr Oid kVarcharOid = 1043;
 constexpr Oid kDateOid = 1082;
 constexpr Oid kTimestampOid = 1114;
 constexpr Oid kTimestampTzOid = 1184;
+// A quoted literal has no type of its own until the server reads it in its place.
+constexpr Oid kUnknownOid = 0;
 
 // The modifier of VARCHAR(n) and CHAR(n) is n plus this header size.
 constexpr int kVarHeaderSize = 4;
@@ -155,6 +159,21 @@ SqlDA::ColumnDescription Describe(const PGresult* result, int column) {
     return description;
 }
 
+// The type a bound value is sent with: the type its literal has.
+Oid TypeOf(BoundStatement::Type type) {
+    switch (type) {
+        case BoundStatement::kInteger:
+            return kInt4Oid;
+        case BoundStatement::kBigInt:
+            return kInt8Oid;
+        case BoundStatement::kTimestamp:
+            return kTimestampOid;
+        case BoundStatement::kText:
+            break;
+    }
+    return kUnknownOid;
+}
+
 // Server notices (warnings about savepoints and the like) are not for the
 // administrator's console.
 void IgnoreNotice(void*, const char*) {}
@@ -212,6 +231,7 @@ DatabaseDriver::Result PostgresDriver::open(const std::string& dbName,
 void PostgresDriver::close() {
     m_rows.reset();
     m_cursor = kNoCursor;
+    m_shapes.clear();
     // Closing the connection rolls back whatever is open.
     m_conn.reset();
 }
@@ -308,9 +328,47 @@ DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, boo
     return result;
 }
 
+DatabaseDriver::Result PostgresDriver::execute(const BoundStatement& statement, bool query,
+                                               std::vector<SqlDA::ColumnDescription>& columns) {
+    columns.clear();
+    release();
+    for (const BoundStatement::Value& value : statement.values()) {
+        if (value.text.find('\0') != std::string::npos) {
+            // Values travel as C strings: the server would get the part before the NUL.
+            return Failed(kStatementFailed, kPrepare, "a value holds a NUL character");
+        }
+    }
+    std::vector<Command> body;
+    auto found = m_shapes.find(statement.shape());
+    std::string name;
+    if (found != m_shapes.end()) {
+        name = found->second;
+    } else {
+        if (m_shapes.size() < kMaxShapes) {
+            name = "afp_shape_" + std::to_string(m_shapes.size());
+        }
+        body.push_back({Command::kPrepareShape, name, kPrepare, &statement});
+    }
+    body.push_back({Command::kRunShape, name, kRun, &statement});
+    std::vector<PgResult> results;
+    Result result = runGuarded(body, results);
+    if (!result.ok() || !query) {
+        return result;
+    }
+    m_cursor = kResultInHand;
+    m_rows = std::move(results.back());
+    m_nextRow = 0;
+    m_rowsExhausted = true;
+    int columnCount = PQnfields(m_rows.get());
+    for (int i = 0; i < columnCount; ++i) {
+        columns.push_back(Describe(m_rows.get(), i));
+    }
+    return result;
+}
+
 DatabaseDriver::Result PostgresDriver::fetch(std::vector<std::optional<std::string>>& row) {
     row.clear();
-    if (m_cursor != kCursorInHand || !m_rows) {
+    if ((m_cursor != kCursorInHand && m_cursor != kResultInHand) || !m_rows) {
         return Failed(kStatementFailed, kRun, "no query is open");
     }
     if (m_nextRow >= PQntuples(m_rows.get())) {
@@ -380,6 +438,8 @@ void PostgresDriver::release() {
     m_rows.reset();
     if (m_cursor == kCursorInHand) {
         m_cursor = kCursorToClose;
+    } else if (m_cursor == kResultInHand) {
+        m_cursor = kNoCursor;
     }
 }
 
@@ -412,6 +472,10 @@ DatabaseDriver::Result PostgresDriver::runPipeline(const std::vector<Command>& c
             case Command::kRunNamed:
                 ok = PQsendQueryPrepared(conn, command.text.c_str(), 0, nullptr, nullptr, nullptr,
                                          0);
+                break;
+            case Command::kPrepareShape:
+            case Command::kRunShape:
+                ok = sendShape(command);
                 break;
         }
         if (ok != 1) {
@@ -464,6 +528,15 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
     if (!result.ok()) {
         return result;
     }
+    for (size_t i = 0; i < all.size(); ++i) {
+        // A prepared statement outlives the savepoint and the transaction it
+        // was prepared in, whatever became of the run that followed it.
+        const Command& command = commands[i];
+        if (command.kind == Command::kPrepareShape && !command.text.empty() &&
+            Succeeded(all[i].get())) {
+            m_shapes.emplace(command.bound->shape(), command.text);
+        }
+    }
     if (closing && Succeeded(all.front().get())) {
         m_cursor = kNoCursor;
     }
@@ -493,6 +566,27 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
         results.push_back(std::move(all[i]));
     }
     return Result();
+}
+
+int PostgresDriver::sendShape(const Command& command) {
+    const std::vector<BoundStatement::Value>& values = command.bound->values();
+    const int count = static_cast<int>(values.size());
+    if (command.kind == Command::kPrepareShape) {
+        std::vector<Oid> types;
+        types.reserve(values.size());
+        for (const BoundStatement::Value& value : values) {
+            types.push_back(TypeOf(value.type));
+        }
+        return PQsendPrepare(m_conn.get(), command.text.c_str(), command.bound->shape().c_str(),
+                             count, types.data());
+    }
+    std::vector<const char*> texts;
+    texts.reserve(values.size());
+    for (const BoundStatement::Value& value : values) {
+        texts.push_back(value.null ? nullptr : value.text.c_str());
+    }
+    return PQsendQueryPrepared(m_conn.get(), command.text.c_str(), count, texts.data(), nullptr,
+                               nullptr, 0);
 }
 
 DatabaseDriver::Result PostgresDriver::runSimple(const char* statement, const char* expectedTag) {

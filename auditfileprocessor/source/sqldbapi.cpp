@@ -220,6 +220,14 @@ void SQLDB::disconnect() {
 }
 
 SqlDA* SQLDB::execute(std::string statement, eRequestType type) {
+    return run(&statement, nullptr, type);
+}
+
+SqlDA* SQLDB::execute(const BoundStatement& statement, eRequestType type) {
+    return run(nullptr, &statement, type);
+}
+
+SqlDA* SQLDB::run(const std::string* text, const BoundStatement* bound, eRequestType type) {
     m_requestType = type;
     KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
     freeRequest();  // one statement in hand at a time
@@ -235,7 +243,8 @@ SqlDA* SQLDB::execute(std::string statement, eRequestType type) {
     }
     auto descriptor = std::make_unique<SqlDA>();
     DatabaseDriver::Result result =
-        m_trHandle->execute(statement, type == kQuery, descriptor->columns);
+        text != nullptr ? m_trHandle->execute(*text, type == kQuery, descriptor->columns)
+                        : m_trHandle->execute(*bound, type == kQuery, descriptor->columns);
     m_status = result.status;
     if (!result.ok()) {
         m_trHandle->release();

@@ -88,15 +88,8 @@ SqlColType TableAccess::NumericColumnType(const std::string& columnName) const {
 bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
     UseDialectOf(db);
     m_refusedColumn.clear();
-    size_t estimate = 0;
-    for (const ColumnData& column : row) {
-        estimate += column.GetName().size() + column.GetValue().size() + 16;
-    }
-    std::string columns;
-    std::string values;
-    columns.reserve(estimate);
-    values.reserve(estimate);
-    std::string scratch;
+    std::string columns, values, placeholders, scratch;
+    BoundStatement bound;
     bool valid = true;
     for (size_t i = 0; i < row.size(); ++i) {
         const ColumnData& column = row[i];
@@ -105,16 +98,19 @@ bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
         if (!isLast) {
             columns += kListSeparator;
         }
-        valid = AppendLiteral(values, Clause::kInsert, column, isLast, scratch) && valid;
+        valid =
+            AppendLiteral(values, placeholders, bound, Clause::kInsert, column, isLast, scratch) &&
+            valid;
     }
+    const std::string head = "INSERT INTO " + TableName() + '(' + columns + ") VALUES (";
+    // A refused statement is shown in the dump as built, but never run.
+    WriteSQLStatementToFile(head + values + ')', g_SQLDumpFile);
     if (!valid) {
-        // Shown in the dump as built, but never run.
-        std::string statement;
-        GenerateInsertStatement(statement, columns, values);
         NoteRefusal(db);
         return false;
     }
-    return InsertLine(db, columns, values);
+    bound.setShape(head + placeholders + ')');
+    return ExecuteUpdateSQLStatement(db, bound);
 }
 
 bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
@@ -131,41 +127,44 @@ bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
     }
     UseDialectOf(db);
     m_refusedColumn.clear();
-    std::string setClause;
-    std::string whereClause;
-    setClause.reserve(256);
-    whereClause.reserve(128);
-    std::string scratch;
+    std::string setClause, setShape, whereClause, whereShape, scratch;
+    BoundStatement bound;
     bool valid = true;
     for (size_t i = 0; i < setColumns.size(); ++i) {
-        valid = AppendLiteral(setClause, Clause::kSet, *setColumns[i], i + 1 == setColumns.size(),
-                              scratch) &&
+        valid = AppendLiteral(setClause, setShape, bound, Clause::kSet, *setColumns[i],
+                              i + 1 == setColumns.size(), scratch) &&
                 valid;
     }
-    std::vector<const ColumnData*> keyColumns;
-    keyColumns.reserve(keyRow.size());
-    for (const ColumnData& column : keyRow) {
-        if (!WhereCond(column)) {
-            keyColumns.push_back(&column);
-        }
-    }
-    for (size_t i = 0; i < keyColumns.size(); ++i) {
-        valid = AppendLiteral(whereClause, Clause::kWhere, *keyColumns[i],
-                              i + 1 == keyColumns.size(), scratch) &&
-                valid;
-    }
+    valid = AppendWhere(whereClause, whereShape, bound, keyRow, scratch) && valid;
+    const std::string head = "UPDATE " + TableName() + " SET ";
+    WriteSQLStatementToFile(head + setClause + " WHERE " + whereClause, g_SQLDumpFile);
     if (!valid) {
-        std::string statement;
-        GenerateUpdateStatement(statement, setClause, whereClause);
         NoteRefusal(db);
         return false;
     }
-    return UpdateLine(db, setClause, whereClause);
+    bound.setShape(head + setShape + " WHERE " + whereShape);
+    return ExecuteUpdateSQLStatement(db, bound);
 }
 
 int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const {
     UseDialectOf(db);
     m_refusedColumn.clear();
+    std::string whereClause, whereShape, scratch;
+    BoundStatement bound;
+    const bool valid = AppendWhere(whereClause, whereShape, bound, keyRow, scratch);
+    // Callers only ask whether the row exists, so one column is enough.
+    const std::string head = "SELECT  SESSION_ID  FROM " + TableName() + " WHERE ";
+    WriteSQLStatementToFile(head + whereClause, g_SQLDumpFile);
+    if (!valid) {
+        NoteRefusal(db);
+        return -1;
+    }
+    bound.setShape(head + whereShape);
+    return ExecuteSelectSQLStatement(db, bound);
+}
+
+bool TableAccess::AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
+                              const std::vector<ColumnData>& keyRow, std::string& scratch) const {
     std::vector<const ColumnData*> keyColumns;
     keyColumns.reserve(keyRow.size());
     for (const ColumnData& column : keyRow) {
@@ -173,29 +172,23 @@ int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const 
             keyColumns.push_back(&column);
         }
     }
-    std::string whereClause;
-    whereClause.reserve(128);
-    std::string scratch;
     bool valid = true;
     for (size_t i = 0; i < keyColumns.size(); ++i) {
-        valid = AppendLiteral(whereClause, Clause::kWhere, *keyColumns[i],
+        valid = AppendLiteral(clause, shape, bound, Clause::kWhere, *keyColumns[i],
                               i + 1 == keyColumns.size(), scratch) &&
                 valid;
     }
-    if (!valid) {
-        std::string statement;
-        GenerateSelectStatement(statement, std::string(), whereClause);
-        NoteRefusal(db);
-        return -1;
-    }
-    return SelectLine(db, std::string(), whereClause);
+    return valid;
 }
 
-bool TableAccess::AppendLiteral(std::string& clause, Clause form, const ColumnData& column,
-                                bool isLast, std::string& scratch) const {
+bool TableAccess::AppendLiteral(std::string& clause, std::string& shape, BoundStatement& bound,
+                                Clause form, const ColumnData& column, bool isLast,
+                                std::string& scratch) const {
     const std::string& name = column.GetName();
     const std::string& value = column.GetValue();
     bool valid = true;
+    BoundStatement::Type type = BoundStatement::kText;
+    std::string boundText = value;
     switch (column.GetType()) {
         case ColumnType::kText: {
             const std::string* text = &value;
@@ -203,11 +196,11 @@ bool TableAccess::AppendLiteral(std::string& clause, Clause form, const ColumnDa
                 valid = !SqlValueCheck::HasNulByte(value);
                 // The row keeps its unescaped value; the statement gets a checked copy.
                 scratch.assign(value);
-                if (form == Clause::kWhere) {
-                    CheckTextColumnValueForSingleQuotes(scratch);
-                } else {
-                    ValidateTextColumnValue(m_table, name, scratch, column.GetKey());
+                if (form != Clause::kWhere) {
+                    CheckTextWidth(m_table, name, scratch, column.GetKey());
+                    boundText = scratch;
                 }
+                CheckTextColumnValueForSingleQuotes(scratch);
                 text = &scratch;
             }
             if (form == Clause::kInsert) {
@@ -220,6 +213,7 @@ bool TableAccess::AppendLiteral(std::string& clause, Clause form, const ColumnDa
             break;
         }
         case ColumnType::kDate:
+            type = BoundStatement::kTimestamp;
             valid = SqlValueCheck::IsValidTimestamp(value);
             if (form == Clause::kInsert) {
                 AddDateValueForInsert(clause, value, isLast);
@@ -229,8 +223,11 @@ bool TableAccess::AppendLiteral(std::string& clause, Clause form, const ColumnDa
                 AddDateValueForWhereClause(clause, name, value, isLast);
             }
             break;
-        case ColumnType::kNumeric:
-            valid = SqlValueCheck::IsValidNumeric(value, NumericColumnType(name));
+        case ColumnType::kNumeric: {
+            const SqlColType columnType = NumericColumnType(name);
+            type =
+                columnType == kSqlColInteger ? BoundStatement::kInteger : BoundStatement::kBigInt;
+            valid = SqlValueCheck::IsValidNumeric(value, columnType);
             if (form == Clause::kInsert) {
                 AddNumericValueForInsert(clause, value, isLast);
             } else if (form == Clause::kSet) {
@@ -239,9 +236,18 @@ bool TableAccess::AppendLiteral(std::string& clause, Clause form, const ColumnDa
                 AddNumericValueForWhereClause(clause, name, value, isLast);
             }
             break;
+        }
         default:
             KRL_ASSERT(FALSE, kSourceFile, __LINE__);
     }
+    if (form != Clause::kInsert) {
+        AppendNamed(shape, name);
+    }
+    shape += bound.nextPlaceholder();
+    if (!isLast) {
+        shape += form == Clause::kWhere ? kWhereSeparator : kListSeparator;
+    }
+    bound.addValue(type, column.IsNull(), std::move(boundText));
     if (!valid && m_refusedColumn.empty()) {
         m_refusedColumn = name;
     }
@@ -255,69 +261,7 @@ void TableAccess::NoteRefusal(SQLDB* db) const {
     }
 }
 
-bool TableAccess::InsertLine(SQLDB* db, const std::string& columns, const std::string& values) {
-    std::string statement;
-    GenerateInsertStatement(statement, columns, values);
-    return ExecuteUpdateSQLStatement(db, statement);
-}
-
-bool TableAccess::UpdateLine(SQLDB* db, const std::string& setClause,
-                             const std::string& whereClause) {
-    std::string statement;
-    GenerateUpdateStatement(statement, setClause, whereClause);
-    return ExecuteUpdateSQLStatement(db, statement);
-}
-
-int TableAccess::SelectLine(SQLDB* db, const std::string& columns,
-                            const std::string& whereClause) const {
-    std::string statement;
-    GenerateSelectStatement(statement, columns, whereClause);
-    return ExecuteSelectSQLStatement(db, statement);
-}
-
-void TableAccess::GenerateInsertStatement(std::string& statement, const std::string& columns,
-                                          const std::string& values) const {
-    statement.clear();
-    statement.reserve(TableName().size() + columns.size() + values.size() + 24);
-    statement += "INSERT INTO ";
-    statement += TableName();
-    statement += '(';
-    statement += columns;
-    statement += ')';
-    statement += " VALUES (";
-    statement += values;
-    statement += ')';
-    WriteSQLStatementToFile(statement, g_SQLDumpFile);
-}
-
-void TableAccess::GenerateUpdateStatement(std::string& statement, const std::string& setClause,
-                                          const std::string& whereClause) const {
-    statement.clear();
-    statement.reserve(TableName().size() + setClause.size() + whereClause.size() + 20);
-    statement += "UPDATE ";
-    statement += TableName();
-    statement += " SET ";
-    statement += setClause;
-    statement += " WHERE ";
-    statement += whereClause;
-    WriteSQLStatementToFile(statement, g_SQLDumpFile);
-}
-
-void TableAccess::GenerateSelectStatement(std::string& statement, const std::string& /*columns*/,
-                                          const std::string& whereClause) const {
-    // Callers only ask whether the row exists, so one column is enough.
-    statement.clear();
-    statement.reserve(TableName().size() + whereClause.size() + 32);
-    statement += "SELECT ";
-    statement += " SESSION_ID ";
-    statement += " FROM ";
-    statement += TableName();
-    statement += " WHERE ";
-    statement += whereClause;
-    WriteSQLStatementToFile(statement, g_SQLDumpFile);
-}
-
-bool TableAccess::ExecuteUpdateSQLStatement(SQLDB* db, const std::string& statement) const {
+bool TableAccess::ExecuteUpdateSQLStatement(SQLDB* db, const BoundStatement& statement) const {
     if (db == nullptr) {
         return false;
     }
@@ -335,7 +279,7 @@ bool TableAccess::ExecuteUpdateSQLStatement(SQLDB* db, const std::string& statem
     return ran;
 }
 
-int TableAccess::ExecuteSelectSQLStatement(SQLDB* db, const std::string& statement) const {
+int TableAccess::ExecuteSelectSQLStatement(SQLDB* db, const BoundStatement& statement) const {
     if (db == nullptr) {
         return -1;
     }
@@ -435,6 +379,13 @@ void TableAccess::AddNumericValueForWhereClause(std::string& clause, const std::
 
 void TableAccess::ValidateTextColumnValue(const Table* table, const std::string& columnName,
                                           std::string& value, const ColumnKey& key) const {
+    CheckTextWidth(table, columnName, value, key);
+    // After the width check, so an escaped value may exceed the width by its quotes.
+    CheckTextColumnValueForSingleQuotes(value);
+}
+
+void TableAccess::CheckTextWidth(const Table* table, const std::string& columnName,
+                                 std::string& value, const ColumnKey& key) const {
     const Column* column = table != nullptr ? table->FindColumn(columnName) : nullptr;
     if (column != nullptr) {
         const long usable = column->length - kUnusableTextBytes;
@@ -460,8 +411,6 @@ void TableAccess::ValidateTextColumnValue(const Table* table, const std::string&
             TruncateOnCharacterBoundary(value, width);
         }
     }
-    // After the width check, so an escaped value may exceed the width by its quotes.
-    CheckTextColumnValueForSingleQuotes(value);
 }
 
 void TableAccess::CheckTextColumnValueForSingleQuotes(std::string& value) {
