@@ -27,10 +27,8 @@ class BoundStatement {
     const std::vector<Value>& values() const { return m_values; }
 
     void setShape(std::string shape) { m_shape = std::move(shape); }
-    // Adds the value of the next placeholder.
+    // Adds the value of the next placeholder, $N for the Nth value.
     void addValue(Type type, bool null, std::string text);
-    // The placeholder of the next value to add: "$1" for the first.
-    std::string nextPlaceholder() const;
 
   private:
     std::string m_shape;

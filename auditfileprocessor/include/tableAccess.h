@@ -79,7 +79,7 @@ class TableAccess {
                                  std::string& value, const ColumnKey& key) const;
     // Doubles every single quote.
     static void CheckTextColumnValueForSingleQuotes(std::string& value);
-    // Writes a newline and the statement to an open dump stream, and flushes it.
+    // Writes a newline and the statement to an open dump stream.
     void WriteSQLStatementToFile(const std::string& statement, FILE* stream) const;
 
     // Chooses how dates are written, TIMESTAMP '...' (true) or '...' (false),
@@ -107,6 +107,9 @@ class TableAccess {
     // its value must not reach the database.
     bool AppendLiteral(std::string& clause, std::string& shape, BoundStatement& bound, Clause form,
                        const ColumnData& column, bool isLast, std::string& scratch) const;
+    // Appends the literal of a checked value in the clause's form.
+    void AppendLiteralText(std::string& clause, Clause form, const ColumnData& column,
+                           const std::string& value, bool isLast, std::string& scratch) const;
     // Appends the WHERE clause of the key columns of `keyRow` in both forms.
     bool AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
                      const std::vector<ColumnData>& keyRow, std::string& scratch) const;

@@ -3,9 +3,8 @@
 #include <utility>
 
 void BoundStatement::addValue(Type type, bool null, std::string text) {
+    if (m_values.empty()) {
+        m_values.reserve(16);  // more than any audit table has columns
+    }
     m_values.push_back(Value{type, null, null ? std::string() : std::move(text)});
-}
-
-std::string BoundStatement::nextPlaceholder() const {
-    return "$" + std::to_string(m_values.size() + 1);
 }

@@ -190,68 +190,76 @@ bool TableAccess::AppendLiteral(std::string& clause, std::string& shape, BoundSt
     BoundStatement::Type type = BoundStatement::kText;
     std::string boundText = value;
     switch (column.GetType()) {
-        case ColumnType::kText: {
-            const std::string* text = &value;
+        case ColumnType::kText:
             if (!column.IsNull()) {
                 valid = !SqlValueCheck::HasNulByte(value);
-                // The row keeps its unescaped value; the statement gets a checked copy.
-                scratch.assign(value);
                 if (form != Clause::kWhere) {
-                    CheckTextWidth(m_table, name, scratch, column.GetKey());
-                    boundText = scratch;
+                    CheckTextWidth(m_table, name, boundText, column.GetKey());
                 }
-                CheckTextColumnValueForSingleQuotes(scratch);
-                text = &scratch;
-            }
-            if (form == Clause::kInsert) {
-                AddTextValueForInsert(clause, *text, isLast);
-            } else if (form == Clause::kSet) {
-                AddTextValueForUpdateSetClause(clause, name, *text, isLast);
-            } else {
-                AddTextValueForWhereClause(clause, name, *text, isLast);
             }
             break;
-        }
         case ColumnType::kDate:
             type = BoundStatement::kTimestamp;
             valid = SqlValueCheck::IsValidTimestamp(value);
-            if (form == Clause::kInsert) {
-                AddDateValueForInsert(clause, value, isLast);
-            } else if (form == Clause::kSet) {
-                AddDateValueForUpdateSetClause(clause, name, value, isLast);
-            } else {
-                AddDateValueForWhereClause(clause, name, value, isLast);
-            }
             break;
         case ColumnType::kNumeric: {
             const SqlColType columnType = NumericColumnType(name);
             type =
                 columnType == kSqlColInteger ? BoundStatement::kInteger : BoundStatement::kBigInt;
             valid = SqlValueCheck::IsValidNumeric(value, columnType);
-            if (form == Clause::kInsert) {
-                AddNumericValueForInsert(clause, value, isLast);
-            } else if (form == Clause::kSet) {
-                AddNumericValueForUpdateSetClause(clause, name, value, isLast);
-            } else {
-                AddNumericValueForWhereClause(clause, name, value, isLast);
-            }
             break;
         }
         default:
             KRL_ASSERT(FALSE, kSourceFile, __LINE__);
     }
+    // Literals are only read in the dump: without one they are not written.
+    if (g_SQLDumpFile != nullptr) {
+        AppendLiteralText(clause, form, column, boundText, isLast, scratch);
+    }
     if (form != Clause::kInsert) {
         AppendNamed(shape, name);
     }
-    shape += bound.nextPlaceholder();
+    bound.addValue(type, column.IsNull(), std::move(boundText));
+    shape += '$';
+    shape += std::to_string(bound.values().size());
     if (!isLast) {
         shape += form == Clause::kWhere ? kWhereSeparator : kListSeparator;
     }
-    bound.addValue(type, column.IsNull(), std::move(boundText));
     if (!valid && m_refusedColumn.empty()) {
         m_refusedColumn = name;
     }
     return valid;
+}
+
+void TableAccess::AppendLiteralText(std::string& clause, Clause form, const ColumnData& column,
+                                    const std::string& value, bool isLast,
+                                    std::string& scratch) const {
+    using A = TableAccess;
+    using InsertForm = void (A::*)(std::string&, const std::string&, bool) const;
+    using NamedForm = void (A::*)(std::string&, const std::string&, const std::string&, bool) const;
+    const std::string* text = &value;
+    InsertForm insert = &A::AddTextValueForInsert;
+    NamedForm set = &A::AddTextValueForUpdateSetClause;
+    NamedForm where = &A::AddTextValueForWhereClause;
+    if (column.GetType() == ColumnType::kText && !column.IsNull()) {
+        // The row keeps its unescaped value; the literal gets an escaped copy.
+        scratch.assign(value);
+        CheckTextColumnValueForSingleQuotes(scratch);
+        text = &scratch;
+    } else if (column.GetType() == ColumnType::kDate) {
+        insert = &A::AddDateValueForInsert;
+        set = &A::AddDateValueForUpdateSetClause;
+        where = &A::AddDateValueForWhereClause;
+    } else if (column.GetType() == ColumnType::kNumeric) {
+        insert = &A::AddNumericValueForInsert;
+        set = &A::AddNumericValueForUpdateSetClause;
+        where = &A::AddNumericValueForWhereClause;
+    }
+    if (form == Clause::kInsert) {
+        (this->*insert)(clause, *text, isLast);
+    } else {
+        (this->*(form == Clause::kSet ? set : where))(clause, column.GetName(), *text, isLast);
+    }
 }
 
 void TableAccess::NoteRefusal(SQLDB* db) const {
@@ -436,9 +444,10 @@ void TableAccess::WriteSQLStatementToFile(const std::string& statement, FILE* st
     if (stream == nullptr || statement.empty()) {
         return;
     }
+    // Written out at the next transaction boundary: a flush per statement
+    // would cost a system call per row.
     fputc('\n', stream);
     fwrite(statement.data(), 1, statement.size(), stream);
-    fflush(stream);
 }
 
 void TableAccess::CopyColumnsOut(std::vector<ColumnData>& col,
