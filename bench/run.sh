@@ -435,9 +435,10 @@ runProfile() { # runProfile SOURCE LINES
         perf record -q -F 1999 -e cpu-clock -o "$run/perf.data" -- "${command[@]}" >/dev/null 2>"$run/perf.err"; then
         printf 'perf, share of the samples by library, then by function (self time, 1%% and more)\n'
         perf report -q -i "$run/perf.data" --no-children --sort dso --stdio 2>/dev/null |
-            awk 'NF' | head -8
+            awk 'NF { printf "%8s  %s\n", $1, $2 }' | head -6
         perf report -q -i "$run/perf.data" --no-children --sort dso,symbol --percent-limit 1 \
-            --stdio 2>/dev/null | awk 'NF' | head -30
+            --stdio 2>/dev/null | sed -E 's/\[\.\] //; s/std::__cxx11::basic_string<[^>]*> ?>?/std::string/g' |
+            awk 'NF { printf "%8s  %-24s %s\n", $1, $2, substr($3, 1, 70) }' | head -25
     else
         printf 'callgrind, instructions by function (self, first 30)\n'
         valgrind --tool=callgrind --callgrind-out-file="$run/callgrind.out" "${command[@]}" \

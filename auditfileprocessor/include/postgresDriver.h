@@ -12,6 +12,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "boundStatement.h"
 #include "databaseDriver.h"
 #include "pgResult.h"
 
@@ -53,6 +54,11 @@ class PostgresDriver : public DatabaseDriver {
     // as its first run; each value goes as text with the type of its literal.
     Result execute(const BoundStatement& statement, bool query,
                    std::vector<SqlDA::ColumnDescription>& columns) override;
+    // Statements sent ahead wait for the line's next round trip: the next
+    // statement, runAhead(), the line's release or the commit, and all travel
+    // in one pipeline under one savepoint.
+    Result executeAhead(const BoundStatement& statement) override;
+    Result runAhead() override;
     Result fetch(std::vector<std::optional<std::string>>& row) override;
     void release() override;
 
@@ -87,6 +93,13 @@ class PostgresDriver : public DatabaseDriver {
     // Runs `body` between a savepoint and its release; a failure rolls back to
     // the savepoint, so the transaction goes on. `results` holds the body's results.
     Result runGuarded(const std::vector<Command>& body, std::vector<PgResult>& results);
+    // Adds the commands that run `statement` to `body`: its prepare first when
+    // the shape is new, unless `pending` (shapes prepared earlier in the same
+    // body) has it.
+    void addShape(const BoundStatement& statement, std::vector<Command>& body,
+                  std::unordered_map<std::string, std::string>& pending);
+    // Runs the statements sent ahead; their first failure, if any.
+    Result sendAhead();
     // Sends a shape's prepare or run with its values; 1 when sent.
     int sendShape(const Command& command);
     // Runs one statement of the driver's own, outside any pipeline.
@@ -104,4 +117,7 @@ class PostgresDriver : public DatabaseDriver {
     std::vector<Command> m_linePrefix;
     // The name each shape is prepared under on this connection.
     std::unordered_map<std::string, std::string> m_shapes;
+    unsigned long m_shapeNames = 0;       // names handed out on this connection
+    std::vector<BoundStatement> m_ahead;  // statements sent ahead, not yet run
+    Result m_aheadFailure;                // a failure of theirs not yet reported
 };

@@ -43,6 +43,9 @@ class SqliteDriver : public DatabaseDriver {
                    std::vector<SqlDA::ColumnDescription>& columns) override;
     Result execute(const BoundStatement& statement, bool query,
                    std::vector<SqlDA::ColumnDescription>& columns) override;
+    // Nothing to save on a local database: run at once, the failure kept.
+    Result executeAhead(const BoundStatement& statement) override;
+    Result runAhead() override;
     Result fetch(std::vector<std::optional<std::string>>& row) override;
     void release() override;
 
@@ -83,6 +86,7 @@ class SqliteDriver : public DatabaseDriver {
     SqliteStatement m_statement;  // a statement compiled for one use, until release()
     std::unordered_map<std::string, SqliteStatement> m_shapes;  // by shape text
     sqlite3_stmt* m_inHand = nullptr;  // the query whose rows fetch() reads
+    Result m_aheadFailure;             // the first failure since the last runAhead()
     bool m_inTransaction = false;
     int m_busyTimeoutMs = kBusyTimeoutMs;
     // The line savepoint's statements, compiled once per connection.

@@ -38,6 +38,11 @@ class TableAccess {
 
     const Table* GetTable() const { return m_table; }
 
+    // Inserts the accessor's row like Insert(), without waiting for the
+    // result: a failure comes back from the session's runAhead(), which the
+    // line calls before it ends. False when the row was refused here.
+    bool InsertAhead(SQLDB* db);
+
     // The row operations behind the accessors' own.
     bool Insert(SQLDB* db, const std::vector<ColumnData>& row);
     bool Update(SQLDB* db, const std::vector<ColumnData>& newValues,
@@ -102,6 +107,7 @@ class TableAccess {
   private:
     enum class Clause { kInsert, kSet, kWhere };
 
+    bool InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool ahead);
     // Checks one column, appends its literal in the clause's form, and its
     // placeholder to the clause's shape with its value to `bound`; false when
     // its value must not reach the database.

@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cstring>
+#include <utility>
 
 #include "boundStatement.h"
 
@@ -174,6 +175,16 @@ Oid TypeOf(BoundStatement::Type type) {
     return kUnknownOid;
 }
 
+// Values travel as C strings: the server would get the part before a NUL.
+bool HoldsNul(const BoundStatement& statement) {
+    for (const BoundStatement::Value& value : statement.values()) {
+        if (value.text.find('\0') != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // Server notices (warnings about savepoints and the like) are not for the
 // administrator's console.
 void IgnoreNotice(void*, const char*) {}
@@ -229,6 +240,8 @@ DatabaseDriver::Result PostgresDriver::open(const std::string& dbName,
 }
 
 void PostgresDriver::close() {
+    m_ahead.clear();
+    m_aheadFailure = Result();
     m_rows.reset();
     m_cursor = kNoCursor;
     m_shapes.clear();
@@ -273,6 +286,14 @@ DatabaseDriver::Result PostgresDriver::begin() {
 }
 
 DatabaseDriver::Result PostgresDriver::commit() {
+    // Statements still held back belong to the batch: a failure of theirs
+    // must not pass for committed.
+    Result ahead = runAhead();
+    if (!ahead.ok()) {
+        rollback();
+        ahead.status = connectionLost() ? kConnectionFailed : kTransactionFailed;
+        return ahead;
+    }
     m_rows.reset();
     m_cursor = kNoCursor;  // cursors end with their transaction
     m_linePrefix.clear();  // COMMIT releases every savepoint
@@ -281,6 +302,8 @@ DatabaseDriver::Result PostgresDriver::commit() {
 }
 
 DatabaseDriver::Result PostgresDriver::rollback() {
+    m_ahead.clear();
+    m_aheadFailure = Result();
     m_rows.reset();
     m_cursor = kNoCursor;
     m_linePrefix.clear();
@@ -290,6 +313,10 @@ DatabaseDriver::Result PostgresDriver::rollback() {
 DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, bool query,
                                                std::vector<SqlDA::ColumnDescription>& columns) {
     columns.clear();
+    Result ahead = sendAhead();
+    if (!ahead.ok() && m_aheadFailure.ok()) {
+        m_aheadFailure = ahead;
+    }
     release();
     if (IsBlank(statement)) {
         return Failed(kStatementFailed, kPrepare, "the statement is empty");
@@ -328,28 +355,76 @@ DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, boo
     return result;
 }
 
-DatabaseDriver::Result PostgresDriver::execute(const BoundStatement& statement, bool query,
-                                               std::vector<SqlDA::ColumnDescription>& columns) {
-    columns.clear();
-    release();
-    for (const BoundStatement::Value& value : statement.values()) {
-        if (value.text.find('\0') != std::string::npos) {
-            // Values travel as C strings: the server would get the part before the NUL.
-            return Failed(kStatementFailed, kPrepare, "a value holds a NUL character");
-        }
-    }
-    std::vector<Command> body;
+void PostgresDriver::addShape(const BoundStatement& statement, std::vector<Command>& body,
+                              std::unordered_map<std::string, std::string>& pending) {
     auto found = m_shapes.find(statement.shape());
+    auto prepared = pending.find(statement.shape());
     std::string name;
     if (found != m_shapes.end()) {
         name = found->second;
+    } else if (prepared != pending.end()) {
+        name = prepared->second;
     } else {
-        if (m_shapes.size() < kMaxShapes) {
-            name = "afp_shape_" + std::to_string(m_shapes.size());
+        if (m_shapes.size() + pending.size() < kMaxShapes) {
+            // A name is never given twice, even when its prepare was not seen to succeed.
+            name = "afp_shape_" + std::to_string(m_shapeNames++);
+            pending.emplace(statement.shape(), name);
         }
         body.push_back({Command::kPrepareShape, name, kPrepare, &statement});
     }
     body.push_back({Command::kRunShape, name, kRun, &statement});
+}
+
+DatabaseDriver::Result PostgresDriver::executeAhead(const BoundStatement& statement) {
+    if (HoldsNul(statement)) {
+        if (m_aheadFailure.ok()) {
+            m_aheadFailure = Failed(kStatementFailed, kPrepare, "a value holds a NUL character");
+        }
+        return Result();
+    }
+    m_ahead.push_back(statement);
+    return Result();
+}
+
+DatabaseDriver::Result PostgresDriver::runAhead() {
+    Result result = sendAhead();
+    if (result.ok()) {
+        result = m_aheadFailure;
+    }
+    m_aheadFailure = Result();
+    return result;
+}
+
+DatabaseDriver::Result PostgresDriver::sendAhead() {
+    if (m_ahead.empty()) {
+        return Result();
+    }
+    release();
+    const std::vector<BoundStatement> statements = std::move(m_ahead);
+    m_ahead.clear();
+    std::vector<Command> body;
+    std::unordered_map<std::string, std::string> pending;
+    for (const BoundStatement& statement : statements) {
+        addShape(statement, body, pending);
+    }
+    std::vector<PgResult> results;
+    return runGuarded(body, results);
+}
+
+DatabaseDriver::Result PostgresDriver::execute(const BoundStatement& statement, bool query,
+                                               std::vector<SqlDA::ColumnDescription>& columns) {
+    columns.clear();
+    Result ahead = sendAhead();
+    if (!ahead.ok() && m_aheadFailure.ok()) {
+        m_aheadFailure = ahead;
+    }
+    release();
+    if (HoldsNul(statement)) {
+        return Failed(kStatementFailed, kPrepare, "a value holds a NUL character");
+    }
+    std::vector<Command> body;
+    std::unordered_map<std::string, std::string> pending;
+    addShape(statement, body, pending);
     std::vector<PgResult> results;
     Result result = runGuarded(body, results);
     if (!result.ok() || !query) {
@@ -408,13 +483,21 @@ DatabaseDriver::Result PostgresDriver::savepointLine() {
 }
 
 DatabaseDriver::Result PostgresDriver::releaseLine() {
+    // The line's statements sent ahead run before it is kept.
+    Result ahead = runAhead();
+    if (!ahead.ok()) {
+        return ahead;
+    }
     m_linePrefix.push_back({Command::kRunNamed, kLineReleaseName, kRun});
     return Result();
 }
 
 DatabaseDriver::Result PostgresDriver::rollbackLine() {
     // What still waits is sent first, so that the rollback finds the line's
-    // own savepoint and not the one of an earlier line.
+    // own savepoint and not the one of an earlier line; statements sent ahead
+    // are undone with the line, unsent.
+    m_ahead.clear();
+    m_aheadFailure = Result();
     std::vector<Command> commands = std::move(m_linePrefix);
     m_linePrefix.clear();
     commands.push_back({Command::kSimple, "ROLLBACK TO SAVEPOINT afp_line", kRun});

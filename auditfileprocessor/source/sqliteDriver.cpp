@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include "boundStatement.h"
 
@@ -210,6 +211,7 @@ DatabaseDriver::Result SqliteDriver::begin() {
 
 DatabaseDriver::Result SqliteDriver::commit() {
     release();
+    m_aheadFailure = Result();
     Result result = runToEnd("COMMIT");
     if (!result.ok() && transactionOpenInDatabase()) {
         // Leave no half-open transaction behind for the next batch.
@@ -224,6 +226,7 @@ DatabaseDriver::Result SqliteDriver::commit() {
 
 DatabaseDriver::Result SqliteDriver::rollback() {
     release();
+    m_aheadFailure = Result();
     m_inTransaction = false;
     if (!transactionOpenInDatabase()) {
         return Result();  // the database already gave it up
@@ -288,6 +291,19 @@ DatabaseDriver::Result SqliteDriver::execute(const BoundStatement& statement, bo
         sqlite3_clear_bindings(compiled);
     }
     return result;
+}
+
+DatabaseDriver::Result SqliteDriver::executeAhead(const BoundStatement& statement) {
+    std::vector<SqlDA::ColumnDescription> columns;
+    Result result = execute(statement, false, columns);
+    if (!result.ok() && m_aheadFailure.ok()) {
+        m_aheadFailure = result;
+    }
+    return Result();
+}
+
+DatabaseDriver::Result SqliteDriver::runAhead() {
+    return std::exchange(m_aheadFailure, Result());
 }
 
 DatabaseDriver::Result SqliteDriver::run(sqlite3_stmt* compiled, bool query,

@@ -86,6 +86,16 @@ SqlColType TableAccess::NumericColumnType(const std::string& columnName) const {
 }
 
 bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
+    return InsertRow(db, row, false);
+}
+
+bool TableAccess::InsertAhead(SQLDB* db) {
+    std::vector<ColumnData> row;
+    GetColumnCollectionValues(row);
+    return InsertRow(db, row, true);
+}
+
+bool TableAccess::InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool ahead) {
     UseDialectOf(db);
     m_refusedColumn.clear();
     std::string columns, values, placeholders, scratch;
@@ -110,7 +120,18 @@ bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
         return false;
     }
     bound.setShape(head + placeholders + ')');
-    return ExecuteUpdateSQLStatement(db, bound);
+    if (!ahead) {
+        return ExecuteUpdateSQLStatement(db, bound);
+    }
+    try {
+        if (db != nullptr) {
+            db->executeAhead(bound);
+            return true;
+        }
+    } catch (...) {
+        // Recorded by the session as the line's failure.
+    }
+    return false;
 }
 
 bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,

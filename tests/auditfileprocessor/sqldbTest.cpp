@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../support/processRunner.h"
+#include "boundStatement.h"
 #include "dataAccessLayer.h"
 #include "sqldbapi.h"
 #include "testDatabase.h"
@@ -138,6 +139,43 @@ TEST_P(SqldbTest, FailingStatementKeepsItsNeighboursInTheTransaction) {
         db.commit(1);
         EXPECT_EQ(m_database.query("SELECT SESSION_ID FROM QXES_SESSION ORDER BY 1"),
                   (Rows{{"after"}, {"before"}}));
+    }
+}
+
+// A bound value stores exactly what its literal stores, in any column: the
+// same value and, on SQLite, the same storage class.
+TEST_P(SqldbTest, BoundValuesStoreWhatTheirLiteralsStore) {
+    using B = BoundStatement;
+    const bool typedDates = m_database.dbType() == "PG";
+    const struct {
+        B::Type type;
+        std::string column, value, literal;
+    } cases[] = {
+        {B::kText, "MESSAGE", "O'Hara", "'O''Hara'"},
+        {B::kText, "MESSAGE", "NULL", "NULL"},
+        {B::kText, "REQUEST_STATUS", "42", "'42'"},
+        {B::kInteger, "REQUEST_STATUS", "-0042", "-0042"},
+        {B::kBigInt, "MESSAGE", "9223372036854775807", "9223372036854775807"},
+        {B::kTimestamp, "START_DATE_TIME", "2011-03-04 17:05:09.5",
+         (typedDates ? "TIMESTAMP " : "") + "'2011-03-04 17:05:09.5'"s},
+    };
+    SQLDB& db = m_database.db();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.value);
+        m_database.exec("DELETE FROM QXES_REQUEST");
+        db.startTransaction();
+        const std::string head = "INSERT INTO QXES_REQUEST(SESSION_ID, REQUEST_ID, " + c.column;
+        Run(head + ") VALUES ('s', 'literal', " + c.literal + ")");
+        BoundStatement bound;
+        bound.setShape(head + ") VALUES ('s', 'bound', $1)");
+        bound.addValue(c.type, c.value == "NULL", c.value);
+        db.execute(bound, SQLDB::kUpdate);
+        db.commit(1);
+        const std::string storage = typedDates ? "" : ", typeof(" + c.column + ")";
+        const Rows rows = m_database.query("SELECT " + c.column + storage +
+                                           " FROM QXES_REQUEST ORDER BY REQUEST_ID");
+        ASSERT_EQ(rows.size(), 2u);
+        EXPECT_EQ(rows[0], rows[1]);
     }
 }
 
