@@ -179,6 +179,30 @@ TEST_P(SqldbTest, BoundValuesStoreWhatTheirLiteralsStore) {
     }
 }
 
+// Statements sent ahead report a failure when they are run, and the line that
+// sent them is undone alone.
+TEST_P(SqldbTest, StatementsSentAheadFailWithTheirLineOnly) {
+    SQLDB& db = m_database.db();
+    db.startTransaction();
+    Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('before')");
+    for (const std::string second : {"before", "s2"}) {
+        db.beginLine();
+        for (const std::string& id : {"s1"s, second}) {
+            BoundStatement insert;
+            insert.setShape("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ($1)");
+            insert.addValue(BoundStatement::kText, false, id);
+            db.executeAhead(insert);
+        }
+        const bool ran = db.runAhead();
+        EXPECT_EQ(ran, second == "s2");
+        EXPECT_EQ(db.lastStatus(), ran ? 0 : -1);
+        db.endLine(ran);
+    }
+    db.commit(1);
+    EXPECT_EQ(m_database.query("SELECT SESSION_ID FROM QXES_SESSION ORDER BY 1"),
+              (Rows{{"before"}, {"s1"}, {"s2"}}));
+}
+
 TEST_P(SqldbTest, MisuseRaisesTheSessionAssertions) {
     SQLDB& db = m_database.db();
     EXPECT_EQ(Thrown([&] { db.execute("SELECT * FROM QXES_SESSION", SQLDB::kQuery); }),
