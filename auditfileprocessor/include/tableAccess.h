@@ -3,8 +3,9 @@
 // statement, checks text values against the column widths of the table
 // catalogue, copies the statement with its values written as SQL literals to
 // the SQL dump file, and runs it on the session with the same values bound to
-// the statement's shape, each typed as its literal. A failing statement never stops the
-// run here: the caller gets a result (true or false; 1, 0 or -1 for a select).
+// the statement's shape, each typed as its literal. A failing statement never
+// stops the run here: the caller gets a result (true or false; 1, 0 or -1 for
+// a select).
 //   SessionTableAccess session(table);  // a concrete accessor
 //   session.m_sessionId.SetValue("s1");
 //   if (session.Select(db) == 0) { session.Insert(db); }
