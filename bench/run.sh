@@ -438,7 +438,8 @@ runProfile() { # runProfile SOURCE LINES
             awk 'NF { printf "%8s  %s\n", $1, $2 }' | head -6
         perf report -q -i "$run/perf.data" --no-children --sort dso,symbol --percent-limit 1 \
             --stdio 2>/dev/null | sed -E 's/\[\.\] //; s/std::__cxx11::basic_string<[^>]*> ?>?/std::string/g' |
-            awk 'NF { printf "%8s  %-24s %s\n", $1, $2, substr($3, 1, 70) }' | head -25
+            awk 'NF { share = $1; dso = $2; sub(/^ *[^ ]+ +[^ ]+ +/, "");
+                      printf "%8s  %-24s %s\n", share, dso, substr($0, 1, 70) }' | head -25
     else
         printf 'callgrind, instructions by function (self, first 30)\n'
         valgrind --tool=callgrind --callgrind-out-file="$run/callgrind.out" "${command[@]}" \
