@@ -6,12 +6,16 @@
 #   bash bench/run.sh                       # SQLite, and PostgreSQL when it can start a server
 #   bash bench/run.sh --lines 200000 --no-pg
 #   bash bench/run.sh --pg-host 127.0.0.1 --pg-port 5432 --pg-user audit --pg-password secret
+#   bash bench/run.sh --baseline /tmp/main/bin/qxesauditfileprocessor --repeat 5 --profile
 #
 # For each backend and each row count (-nbrows) it prints the loader's and the
 # replay's wall time, lines and statements per second, peak resident memory, and
 # the ratio loader time / replay time, after checking that both databases hold
-# the same number of rows in every audit table. The exit status is 1 when a run
-# fails or the two databases differ.
+# the same number of rows in every audit table; with --baseline also the time of
+# another build of the loader on the same lines. PostgreSQL is also loaded
+# through a relay that delays each direction (bench/delayProxy.cpp), which
+# counts the round trips. The exit status is 1 when a run fails or the two
+# databases differ.
 set -euo pipefail
 
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -35,6 +39,14 @@ usage: $0 [options]
   --pg-host H --pg-port P --pg-user U --pg-password W
                      an existing PostgreSQL server (user allowed to create databases);
                      without them a private server is started with tests/support/pgserver.sh
+  --baseline LOADER  another loader binary (e.g. built from main) measured on the
+                     same lines in the same run: "base s" and "speedup" columns
+  --repeat N         run each loader and replay N times and take the median (default 1)
+  --latency-us N     PostgreSQL delay each way through the relay (default 500; 0: none)
+  --latency-lines N  audit lines loaded through the relay (default 20000)
+  --profile          profile the loader on SQLite (perf, else callgrind) and print
+                     where its own time goes
+  --profile-lines N  audit lines for the profile (default 200000; 20000 under callgrind)
   --keep             keep the work directory
 EOF
     exit 2
@@ -55,6 +67,12 @@ pgPort=${AFP_BENCH_PG_PORT:-}
 pgUser=${AFP_BENCH_PG_USER:-}
 pgPassword=${AFP_BENCH_PG_PASSWORD:-}
 keep=0
+baseline=
+repeat=1
+latencyUs=500
+latencyLines=20000
+profile=0
+profileLines=
 
 while [ $# -gt 0 ]; do
     case "$1" in
@@ -73,14 +91,22 @@ while [ $# -gt 0 ]; do
     --pg-user) pgUser=$2; shift 2 ;;
     --pg-password) pgPassword=$2; shift 2 ;;
     --keep) keep=1; shift ;;
+    --baseline) baseline=$2; shift 2 ;;
+    --repeat) repeat=$2; shift 2 ;;
+    --latency-us) latencyUs=$2; shift 2 ;;
+    --latency-lines) latencyLines=$2; shift 2 ;;
+    --profile) profile=1; shift ;;
+    --profile-lines) profileLines=$2; shift 2 ;;
     *) usage ;;
     esac
 done
 
-for number in "$lines" "$pgLines" "$files" "$sessions" "$seed" $rowCounts; do
+for number in "$lines" "$pgLines" "$files" "$sessions" "$seed" $rowCounts "$repeat" \
+    "$latencyUs" "$latencyLines" ${profileLines:+"$profileLines"}; do
     [[ "$number" =~ ^[0-9]+$ ]] || usage
 done
-[ "$files" -gt 0 ] || usage
+[ "$files" -gt 0 ] && [ "$repeat" -gt 0 ] || usage
+[ -z "$baseline" ] || [ -x "$baseline" ] || { echo "bench: no loader at $baseline" >&2; exit 2; }
 
 tables="QXES_DISPATCHER QXES_SESSION QXES_REQUEST QXES_ADMIN_SOURCE QXES_USER_SOURCE QXES_DIM_USAGE QXES_MEASURE_USAGE QXES_LEVEL_USAGE"
 
@@ -101,9 +127,13 @@ cmake --build "$buildDir" -j2 --target qxesauditfileprocessor qxesauditgen >/dev
 loader=$buildDir/bin/qxesauditfileprocessor
 generator=$buildDir/bin/qxesauditgen
 measure=$buildDir/bench/measure
+delayProxy=$buildDir/bench/delayProxy
+mkdir -p "$buildDir/bench"
 if [ ! -x "$measure" ] || [ "$here/measure.cpp" -nt "$measure" ]; then
-    mkdir -p "$buildDir/bench"
     "${CXX:-c++}" -std=c++17 -O2 -Wall -Wextra -o "$measure" "$here/measure.cpp"
+fi
+if [ ! -x "$delayProxy" ] || [ "$here/delayProxy.cpp" -nt "$delayProxy" ]; then
+    "${CXX:-c++}" -std=c++17 -O2 -Wall -Wextra -pthread -o "$delayProxy" "$here/delayProxy.cpp"
 fi
 
 # --- work directory and PostgreSQL server -------------------------------------
@@ -124,8 +154,12 @@ workDir=$(cd "$workDir" && pwd)
 # The private PostgreSQL server runs as another user and keeps its data here.
 chmod 755 "$workDir"
 pgServerDir=
+proxyPid=
 
 cleanup() {
+    if [ -n "$proxyPid" ]; then
+        kill "$proxyPid" 2>/dev/null || true
+    fi
     if [ -n "$pgServerDir" ]; then
         bash "$root/tests/support/pgserver.sh" stop "$pgServerDir" >/dev/null 2>&1 || true
     fi
@@ -235,8 +269,57 @@ readMeasure() { # readMeasure FILE -> sets m_wall m_peak m_status m_cpu
 rows=()
 failed=0
 
-record() { # record BACKEND NBROWS LINES STMTS COMMITS LWALL LCPU LSRV LPEAK RWALL RCPU RSRV RPEAK SAME
+record() { # record BACKEND NBROWS LINES STMTS COMMITS LWALL LCPU LSRV LPEAK RWALL RCPU RSRV RPEAK SAME BWALL
     rows+=("$*")
+}
+
+# Copies, of the measure files given, the one with the median wall time (and
+# its server CPU, if any) to OUT.
+keepMedian() { # keepMedian OUT FILE...
+    local out=$1 chosen
+    shift
+    chosen=$(for f in "$@"; do printf '%s %s\n' "$(cut -d' ' -f1 <"$f")" "$f"; done |
+        sort -n | awk -v n=$# 'NR == int((n + 1) / 2) { print $2 }')
+    cp "$chosen" "$out"
+    [ ! -f "$chosen.srv" ] || cp "$chosen.srv" "$out.srv"
+}
+
+# Loads the lines of SOURCE once with LOADER into a fresh database and writes
+# the measure line to OUT; the server CPU of a PostgreSQL run goes to OUT.srv.
+loadOnce() { # loadOnce BACKEND NBROWS SOURCE RUN LOADER OUT [PORT]
+    local backend=$1 nbrows=$2 source=$3 run=$4 program=$5 out=$6 port=${7:-${PGPORT:-}}
+    local before
+    rm -rf "$run/audit" "$run/load.db" "$run/load.db-wal" "$run/load.db-shm" "$run/dump.sql"
+    cp -r "$source" "$run/audit"
+    if [ "$backend" = SQLite ]; then
+        sqlite3 "$run/load.db" <"$root/schema/sqlite.sql" >/dev/null
+        "$measure" "$out" "$program" -dbname "$run/load.db" -dbconnect 'LOCAL;SQ;' \
+            -dbuser bench -dbpass unused -auditlocation "$run/audit" -df "$run/dump.sql" \
+            -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
+    else
+        pgFresh afp_bench_load
+        before=$(serverCpu)
+        "$measure" "$out" "$program" -dbname afp_bench_load \
+            -dbconnect "LOCAL;PG;host=$PGHOST port=$port user=%s password=%s" \
+            -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$run/audit" \
+            -df "$run/dump.sql" -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
+        serverCpuSince "$before" >"$out.srv"
+    fi
+    readMeasure "$out"
+    [ "$m_status" -eq 0 ] || die "$program failed (status $m_status), see $run/load.log"
+    if ls "$run/audit" | grep -q '\.log$'; then
+        die "$program left files unloaded in $run/audit, see $run/load.log"
+    fi
+}
+
+# Runs loadOnce `repeat` times and keeps the median in OUT.
+loadMedian() { # loadMedian BACKEND NBROWS SOURCE RUN LOADER OUT
+    local i files=()
+    for ((i = 1; i <= repeat; i++)); do
+        loadOnce "$1" "$2" "$3" "$4" "$5" "$6.$i"
+        files+=("$6.$i")
+    done
+    keepMedian "$6" "${files[@]}"
 }
 
 runPair() { # runPair BACKEND NBROWS SOURCE LINES
@@ -244,51 +327,51 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
     local run=$workDir/$backend-$nbrows
     rm -rf "$run"
     mkdir -p "$run"
-    cp -r "$source" "$run/audit"
     local dump=$run/dump.sql replay=$run/replay.sql
-    local loadCounts replayCounts lWall lCpu lPeak lServer=- rServer=- before
-    say "bench: $backend -nbrows $nbrows: loading $lineCount lines"
-    if [ "$backend" = SQLite ]; then
-        sqlite3 "$run/load.db" <"$root/schema/sqlite.sql" >/dev/null
-        sqlite3 "$run/replay.db" <"$root/schema/sqlite.sql" >/dev/null
-        "$measure" "$run/load.measure" "$loader" -dbname "$run/load.db" -dbconnect 'LOCAL;SQ;' \
-            -dbuser bench -dbpass unused -auditlocation "$run/audit" -df "$dump" \
-            -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
-    else
-        pgFresh afp_bench_load
-        pgFresh afp_bench_replay
-        before=$(serverCpu)
-        "$measure" "$run/load.measure" "$loader" -dbname afp_bench_load \
-            -dbconnect "LOCAL;PG;host=$PGHOST port=$PGPORT user=%s password=%s" \
-            -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$run/audit" -df "$dump" \
-            -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
-        lServer=$(serverCpuSince "$before")
+    local loadCounts replayCounts lWall lCpu lPeak lServer=- rServer=- before bWall=- i
+    if [ -n "$baseline" ]; then
+        say "bench: $backend -nbrows $nbrows: loading $lineCount lines with the baseline"
+        loadMedian "$backend" "$nbrows" "$source" "$run" "$baseline" "$run/base.measure"
+        readMeasure "$run/base.measure"
+        bWall=$m_wall
     fi
+    say "bench: $backend -nbrows $nbrows: loading $lineCount lines"
+    loadMedian "$backend" "$nbrows" "$source" "$run" "$loader" "$run/load.measure"
     readMeasure "$run/load.measure"
     lWall=$m_wall lCpu=$m_cpu lPeak=$m_peak
-    [ "$m_status" -eq 0 ] || die "the loader failed (status $m_status), see $run/load.log"
-    if ls "$run/audit" | grep -q '\.log$'; then
-        die "the loader left files unloaded in $run/audit, see $run/load.log"
-    fi
+    [ "$backend" = SQLite ] || lServer=$(cat "$run/load.measure.srv")
     local statements transactions
     statements=$(countStatements "$dump")
     transactions=$(countTransactions "$dump")
 
     say "bench: $backend -nbrows $nbrows: replaying $statements statements"
+    local files=()
     if [ "$backend" = SQLite ]; then
         convertDump "$dump" "$replay" $'PRAGMA journal_mode=WAL;\nPRAGMA synchronous=FULL;'
-        "$measure" "$run/replay.measure" sqlite3 "$run/replay.db" <"$replay" \
-            >/dev/null 2>"$run/replay.err" || true
+        for ((i = 1; i <= repeat; i++)); do
+            rm -f "$run/replay.db" "$run/replay.db-wal" "$run/replay.db-shm"
+            sqlite3 "$run/replay.db" <"$root/schema/sqlite.sql" >/dev/null
+            "$measure" "$run/replay.measure.$i" sqlite3 "$run/replay.db" <"$replay" \
+                >/dev/null 2>"$run/replay.err" || true
+            files+=("$run/replay.measure.$i")
+        done
+        keepMedian "$run/replay.measure" "${files[@]}"
         readMeasure "$run/replay.measure"
         loadCounts=$(sqliteCounts "$run/load.db")
         replayCounts=$(sqliteCounts "$run/replay.db")
     else
         convertDump "$dump" "$replay"
-        before=$(serverCpu)
-        "$measure" "$run/replay.measure" psql -X -q -v ON_ERROR_ROLLBACK=on -d afp_bench_replay \
-            -f "$replay" >/dev/null 2>"$run/replay.err" || true
-        rServer=$(serverCpuSince "$before")
+        for ((i = 1; i <= repeat; i++)); do
+            pgFresh afp_bench_replay
+            before=$(serverCpu)
+            "$measure" "$run/replay.measure.$i" psql -X -q -v ON_ERROR_ROLLBACK=on \
+                -d afp_bench_replay -f "$replay" >/dev/null 2>"$run/replay.err" || true
+            serverCpuSince "$before" >"$run/replay.measure.$i.srv"
+            files+=("$run/replay.measure.$i")
+        done
+        keepMedian "$run/replay.measure" "${files[@]}"
         readMeasure "$run/replay.measure"
+        rServer=$(cat "$run/replay.measure.srv")
         loadCounts=$(pgCounts afp_bench_load)
         replayCounts=$(pgCounts afp_bench_replay)
         pgDrop afp_bench_load
@@ -314,10 +397,56 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
     fi
     say "bench:   rows: $loadCounts"
     record "$backend" "$nbrows" "$lineCount" "$statements" "$transactions" \
-        "$lWall" "$lCpu" "$lServer" "$lPeak" "$m_wall" "$m_cpu" "$rServer" "$m_peak" "$same"
+        "$lWall" "$lCpu" "$lServer" "$lPeak" "$m_wall" "$m_cpu" "$rServer" "$m_peak" "$same" "$bWall"
     if [ "$keep" -eq 0 ]; then
         rm -rf "$run"
     fi
+}
+
+latencyRows=()
+
+# Loads through the delaying relay and records wall time and round trips.
+runLatency() { # runLatency SOURCE LINES NBROWS LABEL LOADER
+    local source=$1 lineCount=$2 nbrows=$3 label=$4 program=$5
+    local run=$workDir/latency-$label before after
+    rm -rf "$run"
+    mkdir -p "$run"
+    say "bench: PostgreSQL with ${latencyUs} us each way, -nbrows $nbrows: loading $lineCount lines ($label)"
+    before=$(cut -d' ' -f2 "$workDir/proxy.stats" 2>/dev/null || echo 0)
+    loadOnce PostgreSQL "$nbrows" "$source" "$run" "$program" "$run/load.measure" "$proxyPort"
+    sleep 0.2
+    after=$(cut -d' ' -f2 "$workDir/proxy.stats")
+    readMeasure "$run/load.measure"
+    latencyRows+=("$label $nbrows $lineCount $(countStatements "$run/dump.sql") $m_wall $((after - before))")
+    pgDrop afp_bench_load
+    [ "$keep" -eq 1 ] || rm -rf "$run"
+}
+
+# Where the loader's own time goes, by function.
+runProfile() { # runProfile SOURCE LINES
+    local run=$workDir/profile
+    mkdir -p "$run"
+    cp -r "$1" "$run/audit"
+    sqlite3 "$run/load.db" <"$root/schema/sqlite.sql" >/dev/null
+    local command=("$loader" -dbname "$run/load.db" -dbconnect 'LOCAL;SQ;' -dbuser bench
+        -dbpass unused -auditlocation "$run/audit" -df "$run/dump.sql" -nbrows 1000)
+    printf '\nprofile of the loader, SQLite, -nbrows 1000, %s lines\n' "$2"
+    if command -v perf >/dev/null &&
+        perf record -q -F 1999 -e cpu-clock -o "$run/perf.data" -- "${command[@]}" >/dev/null 2>"$run/perf.err"; then
+        printf 'perf, share of the samples by library, then by function (self time, 1%% and more)\n'
+        perf report -q -i "$run/perf.data" --no-children --sort dso --stdio 2>/dev/null |
+            awk 'NF { printf "%8s  %s\n", $1, $2 }' | head -6
+        perf report -q -i "$run/perf.data" --no-children --sort dso,symbol --percent-limit 1 \
+            --stdio 2>/dev/null | sed -E 's/\[\.\] //; s/std::__cxx11::basic_string<[^>]*> ?>?/std::string/g' |
+            awk 'NF { share = $1; dso = $2; sub(/^ *[^ ]+ +[^ ]+ +/, "");
+                      printf "%8s  %-24s %s\n", share, dso, substr($0, 1, 70) }' | head -25
+    else
+        printf 'callgrind, instructions by function (self, first 30)\n'
+        valgrind --tool=callgrind --callgrind-out-file="$run/callgrind.out" "${command[@]}" \
+            >/dev/null 2>&1 || true
+        callgrind_annotate "$run/callgrind.out" 2>/dev/null | sed -n '/^Ir/,$p' | head -34
+    fi
+    [ "$keep" -eq 1 ] || rm -rf "$run"
 }
 
 # --- the runs -------------------------------------------------------------------
@@ -336,7 +465,34 @@ if [ "$usePg" = yes ]; then
     for nbrows in $rowCounts; do
         runPair PostgreSQL "$nbrows" "$workDir/audit-pg" "$postgresLines"
     done
+    if [ "$latencyUs" -gt 0 ] && [[ "$PGHOST" =~ ^(127\.0\.0\.1|localhost)$ ]]; then
+        say "bench: writing $latencyLines audit lines for the delayed runs"
+        latencyLineCount=$(generate "$workDir/audit-latency" "$latencyLines")
+        "$delayProxy" 0 "${PGPORT:-5432}" "$latencyUs" "$workDir/proxy.stats" >"$workDir/proxy.port" &
+        proxyPid=$!
+        for _ in $(seq 50); do [ -s "$workDir/proxy.port" ] && break; sleep 0.1; done
+        proxyPort=$(head -1 "$workDir/proxy.port")
+        latencyNbrows=${rowCounts##* }
+        runLatency "$workDir/audit-latency" "$latencyLineCount" "$latencyNbrows" loader "$loader"
+        if [ -n "$baseline" ]; then
+            runLatency "$workDir/audit-latency" "$latencyLineCount" "$latencyNbrows" baseline "$baseline"
+        fi
+        kill "$proxyPid" 2>/dev/null || true
+        wait "$proxyPid" 2>/dev/null || true
+        proxyPid=
+        rm -rf "$workDir/audit-latency"
+    fi
     rm -rf "$workDir/audit-pg"
+fi
+if [ "$profile" -eq 1 ]; then
+    if command -v perf >/dev/null; then
+        profileLines=${profileLines:-200000}
+    else
+        profileLines=${profileLines:-20000}
+    fi
+    profileLineCount=$(generate "$workDir/audit-profile" "$profileLines")
+    profileOutput=$(runProfile "$workDir/audit-profile" "$profileLineCount")
+    rm -rf "$workDir/audit-profile"
 fi
 
 # --- the table --------------------------------------------------------------------
@@ -347,19 +503,38 @@ printf 'machine: %s cores, %s, %s memory; work directory on %s\n' "$(nproc)" \
     "$(df -T "$workDir" 2>/dev/null | awk 'NR == 2 { print $2 }')"
 printf 'statements: INSERT, UPDATE and SELECT of the dump (transaction boundaries not counted)\n'
 printf 'replay: sqlite3 shell (WAL, synchronous=FULL) or psql -v ON_ERROR_ROLLBACK=on, same BEGIN/COMMIT\n\n'
-printf '%-10s %6s %8s %8s %7s | %7s %6s %6s %8s %8s %7s | %8s %6s %6s %8s %7s | %5s %4s\n' \
+[ "$repeat" -eq 1 ] || printf 'wall times: the median of %s runs\n' "$repeat"
+printf '%-10s %6s %8s %8s %7s | %7s %6s %6s %8s %8s %7s | %8s %6s %6s %8s %7s | %5s %4s | %7s %7s\n' \
     backend nbrows lines stmts commits "load s" "cpu s" "srv s" "lines/s" "stmts/s" "peak MB" \
-    "replay s" "cpu s" "srv s" "stmts/s" "peak MB" ratio same
+    "replay s" "cpu s" "srv s" "stmts/s" "peak MB" ratio same "base s" speedup
 for row in "${rows[@]}"; do
     # shellcheck disable=SC2086
     set -- $row
     awk -v b="$1" -v n="$2" -v l="$3" -v s="$4" -v t="$5" -v lw="$6" -v lc="$7" -v ls="$8" \
-        -v lp="$9" -v rw="${10}" -v rc="${11}" -v rs="${12}" -v rp="${13}" -v same="${14}" 'BEGIN {
-        printf "%-10s %6d %8d %8d %7d | %7.2f %6.2f %6s %8.0f %8.0f %7.1f | %8.2f %6.2f %6s %8.0f %7.1f | %5.2f %4s\n",
+        -v lp="$9" -v rw="${10}" -v rc="${11}" -v rs="${12}" -v rp="${13}" -v same="${14}" \
+        -v bw="${15}" 'BEGIN {
+        printf "%-10s %6d %8d %8d %7d | %7.2f %6.2f %6s %8.0f %8.0f %7.1f | %8.2f %6.2f %6s %8.0f %7.1f | %5.2f %4s | %7s %7s\n",
             b, n, l, s, t, lw, lc, ls, (lw > 0 ? l / lw : 0), (lw > 0 ? s / lw : 0), lp / 1024,
-            rw, rc, rs, (rw > 0 ? s / rw : 0), rp / 1024, (rw > 0 ? lw / rw : 0), same
+            rw, rc, rs, (rw > 0 ? s / rw : 0), rp / 1024, (rw > 0 ? lw / rw : 0), same,
+            bw, (bw != "-" && lw > 0 ? sprintf("%.2f", bw / lw) : "-")
     }'
 done
 printf '\nload s, replay s: wall time; cpu s: the client process; srv s: the private server'"'"'s backend\n'
-printf 'ratio = loader wall time / replay wall time; total benchmark time %ss\n' "$(($(date +%s) - started))"
+printf 'ratio = loader wall time / replay wall time; speedup = baseline wall time / loader wall time\n'
+if [ "${#latencyRows[@]}" -gt 0 ]; then
+    printf '\nPostgreSQL through a relay that delays each direction by %s us (loopback)\n' "$latencyUs"
+    printf '%-9s %6s %7s %7s | %7s %8s %8s | %8s %11s %10s\n' loader nbrows lines stmts \
+        "load s" "lines/s" "stmts/s" "trips" "trips/line" "waiting"
+    for row in "${latencyRows[@]}"; do
+        # shellcheck disable=SC2086
+        set -- $row
+        awk -v b="$1" -v n="$2" -v l="$3" -v s="$4" -v w="$5" -v t="$6" -v d="$latencyUs" 'BEGIN {
+            printf "%-9s %6d %7d %7d | %7.2f %8.0f %8.0f | %8d %11.2f %9.0f%%\n",
+                b, n, l, s, w, l / w, s / w, t, t / l, 100 * t * 2 * d / 1e6 / w
+        }'
+    done
+    printf 'trips: round trips (the client sent after the server answered); waiting: trips x 2 x delay / wall time\n'
+fi
+[ -z "${profileOutput:-}" ] || printf '%s\n' "$profileOutput"
+printf 'total benchmark time %ss\n' "$(($(date +%s) - started))"
 exit "$failed"

@@ -3,6 +3,7 @@ add_library(afp_database STATIC
     auditfileprocessor/source/dataAccessLayer.cpp
     auditfileprocessor/source/pgResult.cpp
     auditfileprocessor/source/postgresDriver.cpp
+    auditfileprocessor/source/boundStatement.cpp
     auditfileprocessor/source/sqldbapi.cpp
     auditfileprocessor/source/sqliteDriver.cpp
     auditfileprocessor/source/sqliteStatement.cpp)

@@ -14,6 +14,8 @@
 
 #include "sqlDA.h"
 
+class BoundStatement;
+
 class DatabaseDriver {
   public:
     // The status of a call. The failures say what to do next: a failed
@@ -77,6 +79,18 @@ class DatabaseDriver {
     // A failed statement leaves the rest of the transaction intact.
     virtual Result execute(const std::string& statement, bool query,
                            std::vector<SqlDA::ColumnDescription>& columns) = 0;
+    // The same for a statement with bound values: its shape is compiled once
+    // per connection and kept, then run with each statement's values.
+    virtual Result execute(const BoundStatement& statement, bool query,
+                           std::vector<SqlDA::ColumnDescription>& columns) = 0;
+    // Sends a statement (no query) whose result the caller does not wait for:
+    // its failure comes back from the next runAhead(). Drivers that gain
+    // nothing by waiting less may run it at once.
+    virtual Result executeAhead(const BoundStatement& statement) = 0;
+    // Runs what executeAhead() still holds and returns the first failure. On a
+    // failure, the statements sent ahead since the last call may all be undone:
+    // their line must then be refused.
+    virtual Result runAhead() = 0;
     // Reads the next row of the query in hand into `row`; kNoMoreRows at the end.
     virtual Result fetch(std::vector<std::optional<std::string>>& row) = 0;
     // Lets go of the statement in hand; nothing happens when there is none.

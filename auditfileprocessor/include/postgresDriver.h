@@ -6,10 +6,13 @@
 //   DatabaseDriver::Result result = driver.open("audit", "host=db1 user=afp password=x");
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
+#include "boundStatement.h"
 #include "databaseDriver.h"
 #include "pgResult.h"
 
@@ -19,6 +22,9 @@ class PostgresDriver : public DatabaseDriver {
   public:
     // Rows of a query read per round trip; one batch answers an existence check.
     static constexpr int kFetchBatch = 100;
+    // Shapes kept prepared per connection; beyond this many, a new shape is
+    // prepared unnamed, for one use.
+    static constexpr size_t kMaxShapes = 512;
 
     PostgresDriver();
     ~PostgresDriver() override;
@@ -44,6 +50,15 @@ class PostgresDriver : public DatabaseDriver {
 
     Result execute(const std::string& statement, bool query,
                    std::vector<SqlDA::ColumnDescription>& columns) override;
+    // A new shape is prepared under a name of its own in the same round trip
+    // as its first run; each value goes as text with the type of its literal.
+    Result execute(const BoundStatement& statement, bool query,
+                   std::vector<SqlDA::ColumnDescription>& columns) override;
+    // Statements sent ahead wait for the line's next round trip: the next
+    // statement, runAhead(), the line's release or the commit, and all travel
+    // in one pipeline under one savepoint.
+    Result executeAhead(const BoundStatement& statement) override;
+    Result runAhead() override;
     Result fetch(std::vector<std::optional<std::string>>& row) override;
     void release() override;
 
@@ -59,23 +74,34 @@ class PostgresDriver : public DatabaseDriver {
   private:
     // One message of a pipeline.
     struct Command {
-        enum Kind { kSimple, kPrepare, kRunPrepared, kRunNamed };
+        enum Kind { kSimple, kPrepare, kRunPrepared, kRunNamed, kPrepareShape, kRunShape };
         Kind kind;
-        // The statement; for kRunNamed the name it was prepared under; empty for
-        // kRunPrepared, which runs the last prepared text.
+        // The statement; for kRunNamed and the shapes the name it is prepared
+        // under; empty for kRunPrepared, which runs the last prepared text.
         std::string text;
-        Phase phase;  // reported when this command fails
+        Phase phase;                            // reported when this command fails
+        const BoundStatement* bound = nullptr;  // the shape and values, for the shapes
     };
 
     // The cursor of the query in hand. A released cursor stays declared until
-    // the next statement closes it in the same round trip.
-    enum CursorState { kNoCursor, kCursorInHand, kCursorToClose };
+    // the next statement closes it in the same round trip. A query with bound
+    // values comes back whole, without a cursor.
+    enum CursorState { kNoCursor, kCursorInHand, kCursorToClose, kResultInHand };
 
     // Sends `commands` and a sync as one pipeline and reads one result per command.
     Result runPipeline(const std::vector<Command>& commands, std::vector<PgResult>& results);
     // Runs `body` between a savepoint and its release; a failure rolls back to
     // the savepoint, so the transaction goes on. `results` holds the body's results.
     Result runGuarded(const std::vector<Command>& body, std::vector<PgResult>& results);
+    // Adds the commands that run `statement` to `body`: its prepare first when
+    // the shape is new, unless `pending` (shapes prepared earlier in the same
+    // body) has it.
+    void addShape(const BoundStatement& statement, std::vector<Command>& body,
+                  std::unordered_map<std::string, std::string>& pending);
+    // Runs the statements sent ahead; their first failure, if any.
+    Result sendAhead();
+    // Sends a shape's prepare or run with its values; 1 when sent.
+    int sendShape(const Command& command);
     // Runs one statement of the driver's own, outside any pipeline.
     Result runSimple(const char* statement, const char* expectedTag);
     // The failure of a command, with the server's reason.
@@ -89,4 +115,9 @@ class PostgresDriver : public DatabaseDriver {
     CursorState m_cursor = kNoCursor;
     // Line savepoint commands waiting for the next pipeline.
     std::vector<Command> m_linePrefix;
+    // The name each shape is prepared under on this connection.
+    std::unordered_map<std::string, std::string> m_shapes;
+    unsigned long m_shapeNames = 0;       // names handed out on this connection
+    std::vector<BoundStatement> m_ahead;  // statements sent ahead, not yet run
+    Result m_aheadFailure;                // a failure of theirs not yet reported
 };

@@ -14,6 +14,7 @@
 
 #include "sqlDA.h"
 
+class BoundStatement;
 class DatabaseDriver;
 
 class SQLDB {
@@ -41,6 +42,17 @@ class SQLDB {
     // cursor is then open), anything else NULL. Failures throw RDXSQLException
     // ("Prepare failed with status -1. <the database's reason>").
     SqlDA* execute(std::string statement, eRequestType type);
+    // The same with bound values: the shape is compiled once per connection.
+    // A query's values must outlive the reading of its rows.
+    SqlDA* execute(const BoundStatement& statement, eRequestType type);
+    // Sends an INSERT or UPDATE whose result the line does not wait for (on
+    // PostgreSQL it travels with the line's next round trip). A line that
+    // sends ahead calls runAhead() before it ends.
+    void executeAhead(const BoundStatement& statement);
+    // Runs what was sent ahead: false when a statement failed (see
+    // lastStatus() and lineFailureText()); every statement sent ahead since
+    // the last call may then be undone, and the line must be refused.
+    bool runAhead();
     // The next row of the open query, or NULL at the end.
     SqlDA* fetch();
 
@@ -90,13 +102,17 @@ class SQLDB {
     unsigned lineWrites() const { return m_lineWrites; }
 
   private:
+    // Takes the line's savepoint before its first statement.
+    void takeLineSavepoint();
+    // Runs a statement given as text or bound (the other is NULL).
+    SqlDA* run(const std::string* text, const BoundStatement* bound, eRequestType type);
     void recordFailure(int status, const std::string& text);
     std::unique_ptr<DatabaseDriver> m_driver;
     // The driver whose transaction is open; NULL while none is.
     DatabaseDriver* m_trHandle = nullptr;
     // The descriptor of the query whose rows fetch() reads; NULL when none.
     SqlDA* m_crHandle = nullptr;
-    std::unique_ptr<SqlDA> m_outputDA;  // owns what m_crHandle points at
+    std::unique_ptr<SqlDA> m_outputDA;  // owns what m_crHandle points at; reused
     int m_status = 0;
     eRequestType m_requestType = kUpdate;
 

@@ -5,8 +5,10 @@
 //   DatabaseDriver::Result result = driver.open("/var/audit/audit.db", "");
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <unordered_map>
 
 #include "databaseDriver.h"
 #include "sqliteStatement.h"
@@ -39,6 +41,11 @@ class SqliteDriver : public DatabaseDriver {
 
     Result execute(const std::string& statement, bool query,
                    std::vector<SqlDA::ColumnDescription>& columns) override;
+    Result execute(const BoundStatement& statement, bool query,
+                   std::vector<SqlDA::ColumnDescription>& columns) override;
+    // Nothing to save on a local database: run at once, the failure kept.
+    Result executeAhead(const BoundStatement& statement) override;
+    Result runAhead() override;
     Result fetch(std::vector<std::optional<std::string>>& row) override;
     void release() override;
 
@@ -50,7 +57,19 @@ class SqliteDriver : public DatabaseDriver {
     Result setDurableCommits(bool durable) override;
     void setLockWait(int milliseconds) override { m_busyTimeoutMs = milliseconds; }
 
+    // Shapes kept compiled per connection; beyond this many, a new shape is
+    // compiled for one use, so that no input makes the cache grow without end.
+    static constexpr size_t kMaxShapes = 512;
+
   private:
+    // Refuses to run when SQLite has given up our transaction on its own.
+    Result checkTransaction() const;
+    // Runs a compiled statement whose values are bound; a query with columns
+    // stays in hand for fetch(), anything else is run to its end and reset.
+    Result run(sqlite3_stmt* compiled, bool query, std::vector<SqlDA::ColumnDescription>& columns);
+    // Binds each value with the type its literal had; `copy` when the values
+    // must outlive this call (a query read later by fetch()).
+    Result bind(sqlite3_stmt* compiled, const BoundStatement& statement, bool copy);
     // Compiles exactly one statement into `compiled`.
     Result prepare(const std::string& statement, SqliteStatement& compiled);
     // Runs a statement of the driver's own to its end.
@@ -64,7 +83,10 @@ class SqliteDriver : public DatabaseDriver {
 
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> m_db;
     std::string m_fileName;
-    SqliteStatement m_statement;  // the query in hand, until release()
+    SqliteStatement m_statement;  // a statement compiled for one use, until release()
+    std::unordered_map<std::string, SqliteStatement> m_shapes;  // by shape text
+    sqlite3_stmt* m_inHand = nullptr;  // the query whose rows fetch() reads
+    Result m_aheadFailure;             // the first failure since the last runAhead()
     bool m_inTransaction = false;
     int m_busyTimeoutMs = kBusyTimeoutMs;
     // The line savepoint's statements, compiled once per connection.

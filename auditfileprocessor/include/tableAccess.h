@@ -1,9 +1,11 @@
 // TableAccess is the base of the audit table accessors: it turns one row (a
 // list of column values in table order) into an INSERT, UPDATE or SELECT
-// statement with its values written as SQL literals, checks text values against
-// the column widths of the table catalogue, copies every statement to the SQL
-// dump file, and runs it on the session. A failing statement never stops the
-// run here: the caller gets a result (true or false; 1, 0 or -1 for a select).
+// statement, checks text values against the column widths of the table
+// catalogue, copies the statement with its values written as SQL literals to
+// the SQL dump file, and runs it on the session with the same values bound to
+// the statement's shape, each typed as its literal. A failing statement never
+// stops the run here: the caller gets a result (true or false; 1, 0 or -1 for
+// a select).
 //   SessionTableAccess session(table);  // a concrete accessor
 //   session.m_sessionId.SetValue("s1");
 //   if (session.Select(db) == 0) { session.Insert(db); }
@@ -14,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "boundStatement.h"
 #include "columnData.h"
 #include "sqlColType.h"
 
@@ -36,6 +39,11 @@ class TableAccess {
 
     const Table* GetTable() const { return m_table; }
 
+    // Inserts the accessor's row like Insert(), without waiting for the
+    // result: a failure comes back from the session's runAhead(), which the
+    // line calls before it ends. False when the row was refused here.
+    bool InsertAhead(SQLDB* db);
+
     // The row operations behind the accessors' own.
     bool Insert(SQLDB* db, const std::vector<ColumnData>& row);
     bool Update(SQLDB* db, const std::vector<ColumnData>& newValues,
@@ -47,24 +55,10 @@ class TableAccess {
     // True for a null value; the other columns form SET clauses.
     static bool SetCond(const ColumnData& column);
 
-    // Build the statement from finished clauses, dump it and run it. The
-    // select always reads SESSION_ID; its column text is ignored.
-    bool InsertLine(SQLDB* db, const std::string& columns, const std::string& values);
-    bool UpdateLine(SQLDB* db, const std::string& setClause, const std::string& whereClause);
-    int SelectLine(SQLDB* db, const std::string& columns, const std::string& whereClause) const;
-
-    // Build the statement text into `statement` and copy it to the dump file.
-    void GenerateInsertStatement(std::string& statement, const std::string& columns,
-                                 const std::string& values) const;
-    void GenerateUpdateStatement(std::string& statement, const std::string& setClause,
-                                 const std::string& whereClause) const;
-    void GenerateSelectStatement(std::string& statement, const std::string& columns,
-                                 const std::string& whereClause) const;
-
     // Run one statement and always release it: true when it ran.
-    bool ExecuteUpdateSQLStatement(SQLDB* db, const std::string& statement) const;
+    bool ExecuteUpdateSQLStatement(SQLDB* db, const BoundStatement& statement) const;
     // Run one query and fetch once: 1 a row came back, 0 none, -1 failure.
-    int ExecuteSelectSQLStatement(SQLDB* db, const std::string& statement) const;
+    int ExecuteSelectSQLStatement(SQLDB* db, const BoundStatement& statement) const;
 
     // Append one literal; `value` is already checked and escaped. "NULL" is
     // written bare. Items are separated by ", " (insert, SET) or " AND " (WHERE).
@@ -91,7 +85,7 @@ class TableAccess {
                                  std::string& value, const ColumnKey& key) const;
     // Doubles every single quote.
     static void CheckTextColumnValueForSingleQuotes(std::string& value);
-    // Writes a newline and the statement to an open dump stream, and flushes it.
+    // Writes a newline and the statement to an open dump stream.
     void WriteSQLStatementToFile(const std::string& statement, FILE* stream) const;
 
     // Chooses how dates are written, TIMESTAMP '...' (true) or '...' (false),
@@ -114,10 +108,22 @@ class TableAccess {
   private:
     enum class Clause { kInsert, kSet, kWhere };
 
-    // Checks one column and appends its literal in the clause's form; false
-    // when its value must not reach the database.
-    bool AppendLiteral(std::string& clause, Clause form, const ColumnData& column, bool isLast,
-                       std::string& scratch) const;
+    bool InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool ahead);
+    // Checks one column, appends its literal in the clause's form, and its
+    // placeholder to the clause's shape with its value to `bound`; false when
+    // its value must not reach the database.
+    bool AppendLiteral(std::string& clause, std::string& shape, BoundStatement& bound, Clause form,
+                       const ColumnData& column, bool isLast, std::string& scratch) const;
+    // Appends the literal of a checked value in the clause's form.
+    void AppendLiteralText(std::string& clause, Clause form, const ColumnData& column,
+                           const std::string& value, bool isLast, std::string& scratch) const;
+    // Appends the WHERE clause of the key columns of `keyRow` in both forms.
+    bool AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
+                     const std::vector<ColumnData>& keyRow, std::string& scratch) const;
+    // Cuts an over-long ordinary text to its column's width, or raises
+    // CPPWebException code 1 for an over-long key or reference.
+    void CheckTextWidth(const Table* table, const std::string& columnName, std::string& value,
+                        const ColumnKey& key) const;
     // The integer type that bounds a numeric column's values.
     SqlColType NumericColumnType(const std::string& columnName) const;
     // Takes the date dialect of the session that will run the statement.

@@ -4,6 +4,9 @@
 
 #include <cctype>
 #include <cstring>
+#include <utility>
+
+#include "boundStatement.h"
 
 namespace {
 
@@ -17,6 +20,8 @@ constexpr Oid kVarcharOid = 1043;
 constexpr Oid kDateOid = 1082;
 constexpr Oid kTimestampOid = 1114;
 constexpr Oid kTimestampTzOid = 1184;
+// A quoted literal has no type of its own until the server reads it in its place.
+constexpr Oid kUnknownOid = 0;
 
 // The modifier of VARCHAR(n) and CHAR(n) is n plus this header size.
 constexpr int kVarHeaderSize = 4;
@@ -164,6 +169,31 @@ SqlDA::ColumnDescription Describe(const PGresult* result, int column) {
     return description;
 }
 
+// The type a bound value is sent with: the type its literal has.
+Oid TypeOf(BoundStatement::Type type) {
+    switch (type) {
+        case BoundStatement::kInteger:
+            return kInt4Oid;
+        case BoundStatement::kBigInt:
+            return kInt8Oid;
+        case BoundStatement::kTimestamp:
+            return kTimestampOid;
+        case BoundStatement::kText:
+            break;
+    }
+    return kUnknownOid;
+}
+
+// Values travel as C strings: the server would get the part before a NUL.
+bool HoldsNul(const BoundStatement& statement) {
+    for (const BoundStatement::Value& value : statement.values()) {
+        if (value.text.find('\0') != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
 // Server notices (warnings about savepoints and the like) are not for the
 // administrator's console.
 void IgnoreNotice(void*, const char*) {}
@@ -219,8 +249,11 @@ DatabaseDriver::Result PostgresDriver::open(const std::string& dbName,
 }
 
 void PostgresDriver::close() {
+    m_ahead.clear();
+    m_aheadFailure = Result();
     m_rows.reset();
     m_cursor = kNoCursor;
+    m_shapes.clear();
     // Closing the connection rolls back whatever is open.
     m_conn.reset();
 }
@@ -262,6 +295,14 @@ DatabaseDriver::Result PostgresDriver::begin() {
 }
 
 DatabaseDriver::Result PostgresDriver::commit() {
+    // Statements still held back belong to the batch: a failure of theirs
+    // must not pass for committed.
+    Result ahead = runAhead();
+    if (!ahead.ok()) {
+        rollback();
+        ahead.status = connectionLost() ? kConnectionFailed : kTransactionFailed;
+        return ahead;
+    }
     m_rows.reset();
     m_cursor = kNoCursor;  // cursors end with their transaction
     m_linePrefix.clear();  // COMMIT releases every savepoint
@@ -270,6 +311,8 @@ DatabaseDriver::Result PostgresDriver::commit() {
 }
 
 DatabaseDriver::Result PostgresDriver::rollback() {
+    m_ahead.clear();
+    m_aheadFailure = Result();
     m_rows.reset();
     m_cursor = kNoCursor;
     m_linePrefix.clear();
@@ -279,6 +322,10 @@ DatabaseDriver::Result PostgresDriver::rollback() {
 DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, bool query,
                                                std::vector<SqlDA::ColumnDescription>& columns) {
     columns.clear();
+    Result ahead = sendAhead();
+    if (!ahead.ok() && m_aheadFailure.ok()) {
+        m_aheadFailure = ahead;
+    }
     release();
     if (IsBlank(statement)) {
         return Failed(kStatementFailed, kPrepare, "the statement is empty");
@@ -317,9 +364,95 @@ DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, boo
     return result;
 }
 
+void PostgresDriver::addShape(const BoundStatement& statement, std::vector<Command>& body,
+                              std::unordered_map<std::string, std::string>& pending) {
+    auto found = m_shapes.find(statement.shape());
+    auto prepared = pending.find(statement.shape());
+    std::string name;
+    if (found != m_shapes.end()) {
+        name = found->second;
+    } else if (prepared != pending.end()) {
+        name = prepared->second;
+    } else {
+        if (m_shapes.size() + pending.size() < kMaxShapes) {
+            // A name is never given twice, even when its prepare was not seen to succeed.
+            name = "afp_shape_" + std::to_string(m_shapeNames++);
+            pending.emplace(statement.shape(), name);
+        }
+        body.push_back({Command::kPrepareShape, name, kPrepare, &statement});
+    }
+    body.push_back({Command::kRunShape, name, kRun, &statement});
+}
+
+DatabaseDriver::Result PostgresDriver::executeAhead(const BoundStatement& statement) {
+    if (HoldsNul(statement)) {
+        if (m_aheadFailure.ok()) {
+            m_aheadFailure = Failed(kStatementFailed, kPrepare, "a value holds a NUL character");
+        }
+        return Result();
+    }
+    m_ahead.push_back(statement);
+    return Result();
+}
+
+DatabaseDriver::Result PostgresDriver::runAhead() {
+    Result result = sendAhead();
+    if (result.ok()) {
+        result = m_aheadFailure;
+    }
+    m_aheadFailure = Result();
+    return result;
+}
+
+DatabaseDriver::Result PostgresDriver::sendAhead() {
+    if (m_ahead.empty()) {
+        return Result();
+    }
+    release();
+    const std::vector<BoundStatement> statements = std::move(m_ahead);
+    m_ahead.clear();
+    std::vector<Command> body;
+    std::unordered_map<std::string, std::string> pending;
+    for (const BoundStatement& statement : statements) {
+        addShape(statement, body, pending);
+    }
+    std::vector<PgResult> results;
+    return runGuarded(body, results);
+}
+
+DatabaseDriver::Result PostgresDriver::execute(const BoundStatement& statement, bool query,
+                                               std::vector<SqlDA::ColumnDescription>& columns) {
+    columns.clear();
+    Result ahead = sendAhead();
+    if (!ahead.ok() && m_aheadFailure.ok()) {
+        m_aheadFailure = ahead;
+    }
+    release();
+    if (HoldsNul(statement)) {
+        return Failed(kStatementFailed, kPrepare, "a value holds a NUL character");
+    }
+    std::vector<Command> body;
+    std::unordered_map<std::string, std::string> pending;
+    addShape(statement, body, pending);
+    std::vector<PgResult> results;
+    Result result = runGuarded(body, results);
+    if (!result.ok() || !query) {
+        return result;
+    }
+    m_cursor = kResultInHand;
+    m_rows = std::move(results.back());
+    m_nextRow = 0;
+    m_rowsExhausted = true;
+    int columnCount = PQnfields(m_rows.get());
+    for (int i = 0; i < columnCount; ++i) {
+        columns.push_back(Describe(m_rows.get(), i));
+    }
+    return result;
+}
+
 DatabaseDriver::Result PostgresDriver::fetch(std::vector<std::optional<std::string>>& row) {
     row.clear();
-    if (m_cursor != kCursorInHand || !m_rows) {
+    if ((m_cursor != kCursorInHand && m_cursor != kResultInHand) || !m_rows) {
         return Failed(kStatementFailed, kRun, "no query is open");
     }
     if (m_nextRow >= PQntuples(m_rows.get())) {
@@ -359,13 +492,21 @@ DatabaseDriver::Result PostgresDriver::savepointLine() {
 }
 
 DatabaseDriver::Result PostgresDriver::releaseLine() {
+    // The line's statements sent ahead run before it is kept.
+    Result ahead = runAhead();
+    if (!ahead.ok()) {
+        return ahead;
+    }
     m_linePrefix.push_back({Command::kRunNamed, kLineReleaseName, kRun});
     return Result();
 }
 
 DatabaseDriver::Result PostgresDriver::rollbackLine() {
     // What still waits is sent first, so that the rollback finds the line's
-    // own savepoint and not the one of an earlier line.
+    // own savepoint and not the one of an earlier line; statements sent ahead
+    // are undone with the line, unsent.
+    m_ahead.clear();
+    m_aheadFailure = Result();
     std::vector<Command> commands = std::move(m_linePrefix);
     m_linePrefix.clear();
     commands.push_back({Command::kSimple, "ROLLBACK TO SAVEPOINT afp_line", kRun});
@@ -389,6 +530,8 @@ void PostgresDriver::release() {
     m_rows.reset();
     if (m_cursor == kCursorInHand) {
         m_cursor = kCursorToClose;
+    } else if (m_cursor == kResultInHand) {
+        m_cursor = kNoCursor;
     }
 }
 
@@ -421,6 +564,10 @@ DatabaseDriver::Result PostgresDriver::runPipeline(const std::vector<Command>& c
             case Command::kRunNamed:
                 ok = PQsendQueryPrepared(conn, command.text.c_str(), 0, nullptr, nullptr, nullptr,
                                          0);
+                break;
+            case Command::kPrepareShape:
+            case Command::kRunShape:
+                ok = sendShape(command);
                 break;
         }
         if (ok != 1) {
@@ -475,6 +622,15 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
     if (!result.ok()) {
         return result;
     }
+    for (size_t i = 0; i < all.size(); ++i) {
+        // A prepared statement outlives the savepoint and the transaction it
+        // was prepared in, whatever became of the run that followed it.
+        const Command& command = commands[i];
+        if (command.kind == Command::kPrepareShape && !command.text.empty() &&
+            Succeeded(all[i].get())) {
+            m_shapes.emplace(command.bound->shape(), command.text);
+        }
+    }
     if (closing && Succeeded(all.front().get())) {
         m_cursor = kNoCursor;
     }
@@ -503,6 +659,27 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
         results.push_back(std::move(all[i]));
     }
     return Result();
+}
+
+int PostgresDriver::sendShape(const Command& command) {
+    const std::vector<BoundStatement::Value>& values = command.bound->values();
+    const int count = static_cast<int>(values.size());
+    if (command.kind == Command::kPrepareShape) {
+        std::vector<Oid> types;
+        types.reserve(values.size());
+        for (const BoundStatement::Value& value : values) {
+            types.push_back(TypeOf(value.type));
+        }
+        return PQsendPrepare(m_conn.get(), command.text.c_str(), command.bound->shape().c_str(),
+                             count, types.data());
+    }
+    std::vector<const char*> texts;
+    texts.reserve(values.size());
+    for (const BoundStatement::Value& value : values) {
+        texts.push_back(value.null ? nullptr : value.text.c_str());
+    }
+    return PQsendQueryPrepared(m_conn.get(), command.text.c_str(), count, texts.data(), nullptr,
+                               nullptr, 0);
 }
 
 DatabaseDriver::Result PostgresDriver::runSimple(const char* statement, const char* expectedTag) {

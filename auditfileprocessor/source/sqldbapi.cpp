@@ -220,22 +220,65 @@ void SQLDB::disconnect() {
 }
 
 SqlDA* SQLDB::execute(std::string statement, eRequestType type) {
+    return run(&statement, nullptr, type);
+}
+
+SqlDA* SQLDB::execute(const BoundStatement& statement, eRequestType type) {
+    return run(nullptr, &statement, type);
+}
+
+void SQLDB::takeLineSavepoint() {
+    if (!m_inLine || m_lineSavepointTaken) {
+        return;
+    }
+    DatabaseDriver::Result savepoint = m_trHandle->savepointLine();
+    if (!savepoint.ok()) {
+        m_status = savepoint.status;
+        recordFailure(DatabaseDriver::kTransactionFailed, savepoint.message);
+        Raise("Taking the savepoint of a line failed with status %0.", savepoint, "SQLDB::execute",
+              __LINE__);
+    }
+    m_lineSavepointTaken = true;
+}
+
+void SQLDB::executeAhead(const BoundStatement& statement) {
+    KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
+    freeRequest();
+    takeLineSavepoint();
+    DatabaseDriver::Result result = m_trHandle->executeAhead(statement);
+    m_status = result.status;
+    if (!result.ok()) {
+        recordFailure(result.status, result.message);
+        Raise("sqlExecute failed with status %0.", result, "SQLDB::executeAhead", __LINE__);
+    }
+    if (m_inLine) {
+        ++m_lineWrites;
+    }
+}
+
+bool SQLDB::runAhead() {
+    KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
+    freeRequest();
+    DatabaseDriver::Result result = m_trHandle->runAhead();
+    m_status = result.status;
+    if (!result.ok()) {
+        recordFailure(result.status, result.message);
+    }
+    return result.ok();
+}
+
+SqlDA* SQLDB::run(const std::string* text, const BoundStatement* bound, eRequestType type) {
     m_requestType = type;
     KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
     freeRequest();  // one statement in hand at a time
-    if (m_inLine && !m_lineSavepointTaken) {
-        DatabaseDriver::Result savepoint = m_trHandle->savepointLine();
-        if (!savepoint.ok()) {
-            m_status = savepoint.status;
-            recordFailure(DatabaseDriver::kTransactionFailed, savepoint.message);
-            Raise("Taking the savepoint of a line failed with status %0.", savepoint,
-                  "SQLDB::execute", __LINE__);
-        }
-        m_lineSavepointTaken = true;
+    takeLineSavepoint();
+    if (!m_outputDA) {
+        m_outputDA = std::make_unique<SqlDA>();  // kept: one allocation per session
     }
-    auto descriptor = std::make_unique<SqlDA>();
+    SqlDA* descriptor = m_outputDA.get();
     DatabaseDriver::Result result =
-        m_trHandle->execute(statement, type == kQuery, descriptor->columns);
+        text != nullptr ? m_trHandle->execute(*text, type == kQuery, descriptor->columns)
+                        : m_trHandle->execute(*bound, type == kQuery, descriptor->columns);
     m_status = result.status;
     if (!result.ok()) {
         m_trHandle->release();
@@ -255,8 +298,7 @@ SqlDA* SQLDB::execute(std::string statement, eRequestType type) {
         }
         return NULL;
     }
-    m_outputDA = std::move(descriptor);
-    m_crHandle = m_outputDA.get();
+    m_crHandle = descriptor;
     return m_crHandle;
 }
 
@@ -324,5 +366,8 @@ void SQLDB::freeRequest() {
         m_driver->release();
     }
     m_crHandle = NULL;
-    m_outputDA.reset();
+    if (m_outputDA) {
+        m_outputDA->columns.clear();
+        m_outputDA->row.clear();
+    }
 }

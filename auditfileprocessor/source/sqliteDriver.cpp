@@ -3,11 +3,16 @@
 #include <sqlite3.h>
 
 #include <cctype>
+#include <charconv>
 #include <chrono>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <utility>
+
+#include "boundStatement.h"
 
 namespace {
 
@@ -176,7 +181,8 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
 }
 
 void SqliteDriver::close() {
-    m_statement.reset();
+    release();
+    m_shapes.clear();
     m_savepointLine.reset();
     m_releaseLine.reset();
     m_rollbackLine.reset();
@@ -204,7 +210,8 @@ DatabaseDriver::Result SqliteDriver::begin() {
 }
 
 DatabaseDriver::Result SqliteDriver::commit() {
-    m_statement.reset();
+    release();
+    m_aheadFailure = Result();
     Result result = runToEnd("COMMIT");
     if (!result.ok() && transactionOpenInDatabase()) {
         // Leave no half-open transaction behind for the next batch.
@@ -218,7 +225,8 @@ DatabaseDriver::Result SqliteDriver::commit() {
 }
 
 DatabaseDriver::Result SqliteDriver::rollback() {
-    m_statement.reset();
+    release();
+    m_aheadFailure = Result();
     m_inTransaction = false;
     if (!transactionOpenInDatabase()) {
         return Result();  // the database already gave it up
@@ -226,43 +234,147 @@ DatabaseDriver::Result SqliteDriver::rollback() {
     return runToEnd("ROLLBACK");
 }
 
-DatabaseDriver::Result SqliteDriver::execute(const std::string& statement, bool query,
-                                             std::vector<SqlDA::ColumnDescription>& columns) {
-    columns.clear();
-    m_statement.reset();
+DatabaseDriver::Result SqliteDriver::checkTransaction() const {
     if (m_inTransaction && !transactionOpenInDatabase()) {
         // An earlier I/O or lock failure made SQLite roll back on its own; a
         // statement run now would commit by itself, outside the batch.
         return Failed(kTransactionFailed, kPrepare,
                       "the transaction was rolled back by the database after an earlier error");
     }
-    SqliteStatement compiled;
-    Result result = prepare(statement, compiled);
+    return Result();
+}
+
+DatabaseDriver::Result SqliteDriver::execute(const std::string& statement, bool query,
+                                             std::vector<SqlDA::ColumnDescription>& columns) {
+    columns.clear();
+    release();
+    Result result = checkTransaction();
+    if (result.ok()) {
+        result = prepare(statement, m_statement);
+    }
+    return result.ok() ? run(m_statement.get(), query, columns) : result;
+}
+
+DatabaseDriver::Result SqliteDriver::execute(const BoundStatement& statement, bool query,
+                                             std::vector<SqlDA::ColumnDescription>& columns) {
+    columns.clear();
+    release();
+    Result result = checkTransaction();
     if (!result.ok()) {
         return result;
     }
-    int columnCount = sqlite3_column_count(compiled.get());
+    sqlite3_stmt* compiled = nullptr;
+    auto found = m_shapes.find(statement.shape());
+    if (found != m_shapes.end()) {
+        compiled = found->second.get();
+    } else {
+        SqliteStatement fresh;
+        result = prepare(statement.shape(), fresh);
+        if (!result.ok()) {
+            return result;
+        }
+        if (m_shapes.size() >= kMaxShapes) {
+            m_statement = std::move(fresh);
+            compiled = m_statement.get();
+        } else {
+            compiled = m_shapes.emplace(statement.shape(), std::move(fresh)).first->second.get();
+        }
+    }
+    result = bind(compiled, statement, query);
+    if (!result.ok()) {
+        sqlite3_clear_bindings(compiled);
+        return result;
+    }
+    result = run(compiled, query, columns);
+    if (m_inHand != compiled) {
+        // Texts bound without a copy must not outlive this call.
+        sqlite3_clear_bindings(compiled);
+    }
+    return result;
+}
+
+DatabaseDriver::Result SqliteDriver::executeAhead(const BoundStatement& statement) {
+    std::vector<SqlDA::ColumnDescription> columns;
+    Result result = execute(statement, false, columns);
+    if (!result.ok() && m_aheadFailure.ok()) {
+        m_aheadFailure = result;
+    }
+    return Result();
+}
+
+DatabaseDriver::Result SqliteDriver::runAhead() {
+    return std::exchange(m_aheadFailure, Result());
+}
+
+DatabaseDriver::Result SqliteDriver::run(sqlite3_stmt* compiled, bool query,
+                                         std::vector<SqlDA::ColumnDescription>& columns) {
+    int columnCount = sqlite3_column_count(compiled);
     if (query && columnCount > 0) {
         for (int i = 0; i < columnCount; ++i) {
-            columns.push_back(Describe(sqlite3_column_name(compiled.get(), i),
-                                       sqlite3_column_decltype(compiled.get(), i)));
+            columns.push_back(
+                Describe(sqlite3_column_name(compiled, i), sqlite3_column_decltype(compiled, i)));
         }
-        m_statement = std::move(compiled);
-        return result;
+        m_inHand = compiled;
+        return Result();
     }
     int code = SQLITE_ROW;
     while (code == SQLITE_ROW) {
-        code = sqlite3_step(compiled.get());
+        code = sqlite3_step(compiled);
     }
-    return code == SQLITE_DONE ? Result() : failure(kRun, code);
+    Result result = code == SQLITE_DONE ? Result() : failure(kRun, code);
+    sqlite3_reset(compiled);
+    return result;
+}
+
+DatabaseDriver::Result SqliteDriver::bind(sqlite3_stmt* compiled, const BoundStatement& statement,
+                                          bool copy) {
+    const std::vector<BoundStatement::Value>& values = statement.values();
+    if (sqlite3_bind_parameter_count(compiled) != static_cast<int>(values.size())) {
+        return Failed(kDatabaseFailed, kPrepare,
+                      "the statement has " +
+                          std::to_string(sqlite3_bind_parameter_count(compiled)) +
+                          " placeholders for " + std::to_string(values.size()) + " values");
+    }
+    for (size_t i = 0; i < values.size(); ++i) {
+        const BoundStatement::Value& value = values[i];
+        const int index = static_cast<int>(i) + 1;
+        const std::string& text = value.text;
+        int code = SQLITE_OK;
+        if (value.null) {
+            code = sqlite3_bind_null(compiled, index);
+        } else if (value.type == BoundStatement::kInteger ||
+                   value.type == BoundStatement::kBigInt) {
+            int64_t number = 0;
+            const char* end = text.data() + text.size();
+            const std::from_chars_result read = std::from_chars(text.data(), end, number);
+            if (text.empty() || read.ec != std::errc() || read.ptr != end) {
+                return Failed(kStatementFailed, kPrepare,
+                              "the value \"" + text + "\" is not a 64-bit whole number");
+            }
+            code = sqlite3_bind_int64(compiled, index, number);
+        } else if (text.find('\0') != std::string::npos) {
+            // Refused like a NUL in statement text, so that both forms agree.
+            return Failed(kStatementFailed, kPrepare, "a value holds a NUL character");
+        } else if (text.size() >= static_cast<size_t>(INT_MAX)) {
+            return Failed(kStatementFailed, kPrepare, "a value is too long");
+        } else {
+            // Dates too are bound as text: SQLite stores a date as its text.
+            code = sqlite3_bind_text(compiled, index, text.data(), static_cast<int>(text.size()),
+                                     copy ? SQLITE_TRANSIENT : SQLITE_STATIC);
+        }
+        if (code != SQLITE_OK) {
+            return failure(kRun, code);
+        }
+    }
+    return Result();
 }
 
 DatabaseDriver::Result SqliteDriver::fetch(std::vector<std::optional<std::string>>& row) {
     row.clear();
-    if (!m_statement) {
+    if (m_inHand == nullptr) {
         return Failed(kStatementFailed, kRun, "no query is open");
     }
-    int code = sqlite3_step(m_statement.get());
+    int code = sqlite3_step(m_inHand);
     if (code == SQLITE_DONE) {
         Result end;
         end.status = kNoMoreRows;
@@ -271,15 +383,15 @@ DatabaseDriver::Result SqliteDriver::fetch(std::vector<std::optional<std::string
     if (code != SQLITE_ROW) {
         return failure(kRun, code);
     }
-    int columnCount = sqlite3_column_count(m_statement.get());
+    int columnCount = sqlite3_column_count(m_inHand);
     for (int i = 0; i < columnCount; ++i) {
-        if (sqlite3_column_type(m_statement.get(), i) == SQLITE_NULL) {
+        if (sqlite3_column_type(m_inHand, i) == SQLITE_NULL) {
             row.emplace_back();
             continue;
         }
         // Text first, then its length: the order SQLite documents as safe.
-        const unsigned char* text = sqlite3_column_text(m_statement.get(), i);
-        int length = sqlite3_column_bytes(m_statement.get(), i);
+        const unsigned char* text = sqlite3_column_text(m_inHand, i);
+        int length = sqlite3_column_bytes(m_inHand, i);
         row.emplace_back(std::string(reinterpret_cast<const char*>(text),
                                      text == nullptr || length < 0 ? 0 : length));
     }
@@ -287,6 +399,12 @@ DatabaseDriver::Result SqliteDriver::fetch(std::vector<std::optional<std::string
 }
 
 void SqliteDriver::release() {
+    if (m_inHand != nullptr) {
+        // A kept statement is reset for its next use; its copied texts go with the bindings.
+        sqlite3_reset(m_inHand);
+        sqlite3_clear_bindings(m_inHand);
+        m_inHand = nullptr;
+    }
     m_statement.reset();
 }
 

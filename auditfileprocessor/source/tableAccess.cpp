@@ -86,17 +86,20 @@ SqlColType TableAccess::NumericColumnType(const std::string& columnName) const {
 }
 
 bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
+    return InsertRow(db, row, false);
+}
+
+bool TableAccess::InsertAhead(SQLDB* db) {
+    std::vector<ColumnData> row;
+    GetColumnCollectionValues(row);
+    return InsertRow(db, row, true);
+}
+
+bool TableAccess::InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool ahead) {
     UseDialectOf(db);
     m_refusedColumn.clear();
-    size_t estimate = 0;
-    for (const ColumnData& column : row) {
-        estimate += column.GetName().size() + column.GetValue().size() + 16;
-    }
-    std::string columns;
-    std::string values;
-    columns.reserve(estimate);
-    values.reserve(estimate);
-    std::string scratch;
+    std::string columns, values, placeholders, scratch;
+    BoundStatement bound;
     bool valid = true;
     for (size_t i = 0; i < row.size(); ++i) {
         const ColumnData& column = row[i];
@@ -105,16 +108,30 @@ bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
         if (!isLast) {
             columns += kListSeparator;
         }
-        valid = AppendLiteral(values, Clause::kInsert, column, isLast, scratch) && valid;
+        valid =
+            AppendLiteral(values, placeholders, bound, Clause::kInsert, column, isLast, scratch) &&
+            valid;
     }
+    const std::string head = "INSERT INTO " + TableName() + '(' + columns + ") VALUES (";
+    // A refused statement is shown in the dump as built, but never run.
+    WriteSQLStatementToFile(head + values + ')', g_SQLDumpFile);
     if (!valid) {
-        // Shown in the dump as built, but never run.
-        std::string statement;
-        GenerateInsertStatement(statement, columns, values);
         NoteRefusal(db);
         return false;
     }
-    return InsertLine(db, columns, values);
+    bound.setShape(head + placeholders + ')');
+    if (!ahead) {
+        return ExecuteUpdateSQLStatement(db, bound);
+    }
+    try {
+        if (db != nullptr) {
+            db->executeAhead(bound);
+            return true;
+        }
+    } catch (...) {
+        // Recorded by the session as the line's failure.
+    }
+    return false;
 }
 
 bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
@@ -131,41 +148,44 @@ bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
     }
     UseDialectOf(db);
     m_refusedColumn.clear();
-    std::string setClause;
-    std::string whereClause;
-    setClause.reserve(256);
-    whereClause.reserve(128);
-    std::string scratch;
+    std::string setClause, setShape, whereClause, whereShape, scratch;
+    BoundStatement bound;
     bool valid = true;
     for (size_t i = 0; i < setColumns.size(); ++i) {
-        valid = AppendLiteral(setClause, Clause::kSet, *setColumns[i], i + 1 == setColumns.size(),
-                              scratch) &&
+        valid = AppendLiteral(setClause, setShape, bound, Clause::kSet, *setColumns[i],
+                              i + 1 == setColumns.size(), scratch) &&
                 valid;
     }
-    std::vector<const ColumnData*> keyColumns;
-    keyColumns.reserve(keyRow.size());
-    for (const ColumnData& column : keyRow) {
-        if (!WhereCond(column)) {
-            keyColumns.push_back(&column);
-        }
-    }
-    for (size_t i = 0; i < keyColumns.size(); ++i) {
-        valid = AppendLiteral(whereClause, Clause::kWhere, *keyColumns[i],
-                              i + 1 == keyColumns.size(), scratch) &&
-                valid;
-    }
+    valid = AppendWhere(whereClause, whereShape, bound, keyRow, scratch) && valid;
+    const std::string head = "UPDATE " + TableName() + " SET ";
+    WriteSQLStatementToFile(head + setClause + " WHERE " + whereClause, g_SQLDumpFile);
     if (!valid) {
-        std::string statement;
-        GenerateUpdateStatement(statement, setClause, whereClause);
         NoteRefusal(db);
         return false;
     }
-    return UpdateLine(db, setClause, whereClause);
+    bound.setShape(head + setShape + " WHERE " + whereShape);
+    return ExecuteUpdateSQLStatement(db, bound);
 }
 
 int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const {
     UseDialectOf(db);
     m_refusedColumn.clear();
+    std::string whereClause, whereShape, scratch;
+    BoundStatement bound;
+    const bool valid = AppendWhere(whereClause, whereShape, bound, keyRow, scratch);
+    // Callers only ask whether the row exists, so one column is enough.
+    const std::string head = "SELECT  SESSION_ID  FROM " + TableName() + " WHERE ";
+    WriteSQLStatementToFile(head + whereClause, g_SQLDumpFile);
+    if (!valid) {
+        NoteRefusal(db);
+        return -1;
+    }
+    bound.setShape(head + whereShape);
+    return ExecuteSelectSQLStatement(db, bound);
+}
+
+bool TableAccess::AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
+                              const std::vector<ColumnData>& keyRow, std::string& scratch) const {
     std::vector<const ColumnData*> keyColumns;
     keyColumns.reserve(keyRow.size());
     for (const ColumnData& column : keyRow) {
@@ -173,79 +193,94 @@ int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const 
             keyColumns.push_back(&column);
         }
     }
-    std::string whereClause;
-    whereClause.reserve(128);
-    std::string scratch;
     bool valid = true;
     for (size_t i = 0; i < keyColumns.size(); ++i) {
-        valid = AppendLiteral(whereClause, Clause::kWhere, *keyColumns[i],
+        valid = AppendLiteral(clause, shape, bound, Clause::kWhere, *keyColumns[i],
                               i + 1 == keyColumns.size(), scratch) &&
                 valid;
     }
-    if (!valid) {
-        std::string statement;
-        GenerateSelectStatement(statement, std::string(), whereClause);
-        NoteRefusal(db);
-        return -1;
-    }
-    return SelectLine(db, std::string(), whereClause);
+    return valid;
 }
 
-bool TableAccess::AppendLiteral(std::string& clause, Clause form, const ColumnData& column,
-                                bool isLast, std::string& scratch) const {
+bool TableAccess::AppendLiteral(std::string& clause, std::string& shape, BoundStatement& bound,
+                                Clause form, const ColumnData& column, bool isLast,
+                                std::string& scratch) const {
     const std::string& name = column.GetName();
     const std::string& value = column.GetValue();
     bool valid = true;
+    BoundStatement::Type type = BoundStatement::kText;
+    std::string boundText = value;
     switch (column.GetType()) {
-        case ColumnType::kText: {
-            const std::string* text = &value;
+        case ColumnType::kText:
             if (!column.IsNull()) {
                 valid = !SqlValueCheck::HasNulByte(value);
-                // The row keeps its unescaped value; the statement gets a checked copy.
-                scratch.assign(value);
-                if (form == Clause::kWhere) {
-                    CheckTextColumnValueForSingleQuotes(scratch);
-                } else {
-                    ValidateTextColumnValue(m_table, name, scratch, column.GetKey());
+                if (form != Clause::kWhere) {
+                    CheckTextWidth(m_table, name, boundText, column.GetKey());
                 }
-                text = &scratch;
             }
-            if (form == Clause::kInsert) {
-                AddTextValueForInsert(clause, *text, isLast);
-            } else if (form == Clause::kSet) {
-                AddTextValueForUpdateSetClause(clause, name, *text, isLast);
-            } else {
-                AddTextValueForWhereClause(clause, name, *text, isLast);
-            }
+            break;
+        case ColumnType::kDate:
+            type = BoundStatement::kTimestamp;
+            valid = SqlValueCheck::IsValidTimestamp(value);
+            break;
+        case ColumnType::kNumeric: {
+            const SqlColType columnType = NumericColumnType(name);
+            type =
+                columnType == kSqlColInteger ? BoundStatement::kInteger : BoundStatement::kBigInt;
+            valid = SqlValueCheck::IsValidNumeric(value, columnType);
             break;
         }
-        case ColumnType::kDate:
-            valid = SqlValueCheck::IsValidTimestamp(value);
-            if (form == Clause::kInsert) {
-                AddDateValueForInsert(clause, value, isLast);
-            } else if (form == Clause::kSet) {
-                AddDateValueForUpdateSetClause(clause, name, value, isLast);
-            } else {
-                AddDateValueForWhereClause(clause, name, value, isLast);
-            }
-            break;
-        case ColumnType::kNumeric:
-            valid = SqlValueCheck::IsValidNumeric(value, NumericColumnType(name));
-            if (form == Clause::kInsert) {
-                AddNumericValueForInsert(clause, value, isLast);
-            } else if (form == Clause::kSet) {
-                AddNumericValueForUpdateSetClause(clause, name, value, isLast);
-            } else {
-                AddNumericValueForWhereClause(clause, name, value, isLast);
-            }
-            break;
         default:
             KRL_ASSERT(FALSE, kSourceFile, __LINE__);
+    }
+    // Literals are only read in the dump: without one they are not written.
+    if (g_SQLDumpFile != nullptr) {
+        AppendLiteralText(clause, form, column, boundText, isLast, scratch);
+    }
+    if (form != Clause::kInsert) {
+        AppendNamed(shape, name);
+    }
+    bound.addValue(type, column.IsNull(), std::move(boundText));
+    shape += '$';
+    shape += std::to_string(bound.values().size());
+    if (!isLast) {
+        shape += form == Clause::kWhere ? kWhereSeparator : kListSeparator;
     }
     if (!valid && m_refusedColumn.empty()) {
         m_refusedColumn = name;
     }
     return valid;
+}
+
+void TableAccess::AppendLiteralText(std::string& clause, Clause form, const ColumnData& column,
+                                    const std::string& value, bool isLast,
+                                    std::string& scratch) const {
+    using A = TableAccess;
+    using InsertForm = void (A::*)(std::string&, const std::string&, bool) const;
+    using NamedForm = void (A::*)(std::string&, const std::string&, const std::string&, bool) const;
+    const std::string* text = &value;
+    InsertForm insert = &A::AddTextValueForInsert;
+    NamedForm set = &A::AddTextValueForUpdateSetClause;
+    NamedForm where = &A::AddTextValueForWhereClause;
+    if (column.GetType() == ColumnType::kText && !column.IsNull()) {
+        // The row keeps its unescaped value; the literal gets an escaped copy.
+        scratch.assign(value);
+        CheckTextColumnValueForSingleQuotes(scratch);
+        text = &scratch;
+    } else if (column.GetType() == ColumnType::kDate) {
+        insert = &A::AddDateValueForInsert;
+        set = &A::AddDateValueForUpdateSetClause;
+        where = &A::AddDateValueForWhereClause;
+    } else if (column.GetType() == ColumnType::kNumeric) {
+        insert = &A::AddNumericValueForInsert;
+        set = &A::AddNumericValueForUpdateSetClause;
+        where = &A::AddNumericValueForWhereClause;
+    }
+    if (form == Clause::kInsert) {
+        (this->*insert)(clause, *text, isLast);
+    } else {
+        (this->*(form == Clause::kSet ? set : where))(clause, column.GetName(), *text, isLast);
+    }
 }
 
 void TableAccess::NoteRefusal(SQLDB* db) const {
@@ -255,69 +290,7 @@ void TableAccess::NoteRefusal(SQLDB* db) const {
     }
 }
 
-bool TableAccess::InsertLine(SQLDB* db, const std::string& columns, const std::string& values) {
-    std::string statement;
-    GenerateInsertStatement(statement, columns, values);
-    return ExecuteUpdateSQLStatement(db, statement);
-}
-
-bool TableAccess::UpdateLine(SQLDB* db, const std::string& setClause,
-                             const std::string& whereClause) {
-    std::string statement;
-    GenerateUpdateStatement(statement, setClause, whereClause);
-    return ExecuteUpdateSQLStatement(db, statement);
-}
-
-int TableAccess::SelectLine(SQLDB* db, const std::string& columns,
-                            const std::string& whereClause) const {
-    std::string statement;
-    GenerateSelectStatement(statement, columns, whereClause);
-    return ExecuteSelectSQLStatement(db, statement);
-}
-
-void TableAccess::GenerateInsertStatement(std::string& statement, const std::string& columns,
-                                          const std::string& values) const {
-    statement.clear();
-    statement.reserve(TableName().size() + columns.size() + values.size() + 24);
-    statement += "INSERT INTO ";
-    statement += TableName();
-    statement += '(';
-    statement += columns;
-    statement += ')';
-    statement += " VALUES (";
-    statement += values;
-    statement += ')';
-    WriteSQLStatementToFile(statement, g_SQLDumpFile);
-}
-
-void TableAccess::GenerateUpdateStatement(std::string& statement, const std::string& setClause,
-                                          const std::string& whereClause) const {
-    statement.clear();
-    statement.reserve(TableName().size() + setClause.size() + whereClause.size() + 20);
-    statement += "UPDATE ";
-    statement += TableName();
-    statement += " SET ";
-    statement += setClause;
-    statement += " WHERE ";
-    statement += whereClause;
-    WriteSQLStatementToFile(statement, g_SQLDumpFile);
-}
-
-void TableAccess::GenerateSelectStatement(std::string& statement, const std::string& /*columns*/,
-                                          const std::string& whereClause) const {
-    // Callers only ask whether the row exists, so one column is enough.
-    statement.clear();
-    statement.reserve(TableName().size() + whereClause.size() + 32);
-    statement += "SELECT ";
-    statement += " SESSION_ID ";
-    statement += " FROM ";
-    statement += TableName();
-    statement += " WHERE ";
-    statement += whereClause;
-    WriteSQLStatementToFile(statement, g_SQLDumpFile);
-}
-
-bool TableAccess::ExecuteUpdateSQLStatement(SQLDB* db, const std::string& statement) const {
+bool TableAccess::ExecuteUpdateSQLStatement(SQLDB* db, const BoundStatement& statement) const {
     if (db == nullptr) {
         return false;
     }
@@ -335,7 +308,7 @@ bool TableAccess::ExecuteUpdateSQLStatement(SQLDB* db, const std::string& statem
     return ran;
 }
 
-int TableAccess::ExecuteSelectSQLStatement(SQLDB* db, const std::string& statement) const {
+int TableAccess::ExecuteSelectSQLStatement(SQLDB* db, const BoundStatement& statement) const {
     if (db == nullptr) {
         return -1;
     }
@@ -435,6 +408,13 @@ void TableAccess::AddNumericValueForWhereClause(std::string& clause, const std::
 
 void TableAccess::ValidateTextColumnValue(const Table* table, const std::string& columnName,
                                           std::string& value, const ColumnKey& key) const {
+    CheckTextWidth(table, columnName, value, key);
+    // After the width check, so an escaped value may exceed the width by its quotes.
+    CheckTextColumnValueForSingleQuotes(value);
+}
+
+void TableAccess::CheckTextWidth(const Table* table, const std::string& columnName,
+                                 std::string& value, const ColumnKey& key) const {
     const Column* column = table != nullptr ? table->FindColumn(columnName) : nullptr;
     if (column != nullptr) {
         const long usable = column->length - kUnusableTextBytes;
@@ -460,8 +440,6 @@ void TableAccess::ValidateTextColumnValue(const Table* table, const std::string&
             TruncateOnCharacterBoundary(value, width);
         }
     }
-    // After the width check, so an escaped value may exceed the width by its quotes.
-    CheckTextColumnValueForSingleQuotes(value);
 }
 
 void TableAccess::CheckTextColumnValueForSingleQuotes(std::string& value) {
@@ -487,9 +465,10 @@ void TableAccess::WriteSQLStatementToFile(const std::string& statement, FILE* st
     if (stream == nullptr || statement.empty()) {
         return;
     }
+    // Written out at the next transaction boundary: a flush per statement
+    // would cost a system call per row.
     fputc('\n', stream);
     fwrite(statement.data(), 1, statement.size(), stream);
-    fflush(stream);
 }
 
 void TableAccess::CopyColumnsOut(std::vector<ColumnData>& col,

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <memory>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -245,6 +246,29 @@ TEST_P(AccessorsTest, CatalogueDescribesEveryAuditTableAndTheAccessorsFollowIt) 
         const std::string text = std::regex_replace(expected[t], std::regex(":[0-9]+"), ":T");
         EXPECT_EQ(accessed, std::regex_replace(text, std::regex(":[IB]"), ":N"));
     }
+    // Every statement finds its rows by session, so that a database distributed
+    // by SESSION_ID runs it on one node; the dispatcher is a reference table.
+    SqlDumpCapture dump;
+    for (int t = kSessionTable; t <= kLevelUsageTable; ++t) {
+        std::vector<ColumnData> row = accessors[t];
+        for (ColumnData& c : row) {
+            c.SetValue(c.GetType() == ColumnType::kDate ? "2011-03-04 17:05:09" : "1");
+        }
+        SessionTableAccess accessor(table(t));
+        TableAccess& access = accessor;
+        access.Insert(nullptr, row);
+        access.Update(nullptr, row, row);
+        access.Select(nullptr, row);
+    }
+    const std::regex sessionKey(
+        "^(INSERT INTO \\w+\\(SESSION_ID, .*|.* WHERE SESSION_ID='1'( AND .*)?)$");
+    std::istringstream statements(dump.Text());
+    int count = 0;
+    for (std::string line; std::getline(statements, line);) {
+        count += line.empty() ? 0 : 1;
+        EXPECT_TRUE(line.empty() || std::regex_match(line, sessionKey)) << line;
+    }
+    EXPECT_EQ(count, 3 * 7);
     // Describing a table reads none of its rows.
     SessionTableAccess present(table(kSessionTable));
     present.m_sessionId.SetValue("present");

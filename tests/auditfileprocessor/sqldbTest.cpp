@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../support/processRunner.h"
+#include "boundStatement.h"
 #include "dataAccessLayer.h"
 #include "sqldbapi.h"
 #include "testDatabase.h"
@@ -139,6 +140,67 @@ TEST_P(SqldbTest, FailingStatementKeepsItsNeighboursInTheTransaction) {
         EXPECT_EQ(m_database.query("SELECT SESSION_ID FROM QXES_SESSION ORDER BY 1"),
                   (Rows{{"after"}, {"before"}}));
     }
+}
+
+// A bound value stores exactly what its literal stores, in any column: the
+// same value and, on SQLite, the same storage class.
+TEST_P(SqldbTest, BoundValuesStoreWhatTheirLiteralsStore) {
+    using B = BoundStatement;
+    const bool typedDates = m_database.dbType() == "PG";
+    const struct {
+        B::Type type;
+        std::string column, value, literal;
+    } cases[] = {
+        {B::kText, "MESSAGE", "O'Hara", "'O''Hara'"},
+        {B::kText, "MESSAGE", "NULL", "NULL"},
+        {B::kText, "REQUEST_STATUS", "42", "'42'"},
+        {B::kInteger, "REQUEST_STATUS", "-0042", "-0042"},
+        {B::kBigInt, "MESSAGE", "9223372036854775807", "9223372036854775807"},
+        {B::kTimestamp, "START_DATE_TIME", "2011-03-04 17:05:09.5",
+         (typedDates ? "TIMESTAMP " : "") + "'2011-03-04 17:05:09.5'"s},
+    };
+    SQLDB& db = m_database.db();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.value);
+        m_database.exec("DELETE FROM QXES_REQUEST");
+        db.startTransaction();
+        const std::string head = "INSERT INTO QXES_REQUEST(SESSION_ID, REQUEST_ID, " + c.column;
+        Run(head + ") VALUES ('s', 'literal', " + c.literal + ")");
+        BoundStatement bound;
+        bound.setShape(head + ") VALUES ('s', 'bound', $1)");
+        bound.addValue(c.type, c.value == "NULL", c.value);
+        db.execute(bound, SQLDB::kUpdate);
+        db.commit(1);
+        const std::string storage = typedDates ? "" : ", typeof(" + c.column + ")";
+        const Rows rows = m_database.query("SELECT " + c.column + storage +
+                                           " FROM QXES_REQUEST ORDER BY REQUEST_ID");
+        ASSERT_EQ(rows.size(), 2u);
+        EXPECT_EQ(rows[0], rows[1]);
+    }
+}
+
+// Statements sent ahead report a failure when they are run, and the line that
+// sent them is undone alone.
+TEST_P(SqldbTest, StatementsSentAheadFailWithTheirLineOnly) {
+    SQLDB& db = m_database.db();
+    db.startTransaction();
+    Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('before')");
+    for (const std::string second : {"before", "s2"}) {
+        db.beginLine();
+        for (const std::string& id : {"s1"s, second}) {
+            BoundStatement insert;
+            insert.setShape("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ($1)");
+            insert.addValue(BoundStatement::kText, false, id);
+            db.executeAhead(insert);
+        }
+        const bool ran = db.runAhead();
+        EXPECT_EQ(ran, second == "s2");
+        EXPECT_EQ(db.lastStatus(), ran ? 0 : -1);
+        db.endLine(ran);
+    }
+    db.commit(1);
+    EXPECT_EQ(m_database.query("SELECT SESSION_ID FROM QXES_SESSION ORDER BY 1"),
+              (Rows{{"before"}, {"s1"}, {"s2"}}));
 }
 
 TEST_P(SqldbTest, MisuseRaisesTheSessionAssertions) {
