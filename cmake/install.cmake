@@ -11,7 +11,7 @@ set(AFP_UNIT_DIR /lib/systemd/system)
 
 install(TARGETS qxesauditfileprocessor RUNTIME DESTINATION bin COMPONENT loader)
 install(FILES ${AFP_CATALOGUE} DESTINATION ${AFP_SHARE_DIR}/en-us COMPONENT loader)
-install(FILES schema/sqlite.sql schema/postgresql.sql DESTINATION ${AFP_SHARE_DIR}/schema
+install(FILES schema/sqlite.sql schema/postgresql.sql schema/postgresql-distributed.sql DESTINATION ${AFP_SHARE_DIR}/schema
         COMPONENT loader)
 install(TARGETS qxesauditgen RUNTIME DESTINATION bin COMPONENT auditgen)
 install(TARGETS qxesauditreport RUNTIME DESTINATION bin COMPONENT loader)

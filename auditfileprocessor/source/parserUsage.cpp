@@ -15,6 +15,7 @@
 #include "measureUsageTableAccess.h"
 #include "parser.h"
 #include "qxdsUsageInfoHelper.h"
+#include "sqldbapi.h"
 
 using AuditSupport::message;
 using AuditSupport::msg_format;
@@ -91,7 +92,7 @@ bool Parser::ParseUsage(const std::vector<std::string>& fields) {
         dimRow.m_dimCode.SetValue(dimensionUsage.code);
         dimRow.m_dimName.SetValue(dimensionUsage.name);
         dimRow.m_dimCount.SetValue(dimensionUsage.value);
-        inserted = dimRow.Insert(db);
+        inserted = dimRow.InsertAhead(db);
         if (!inserted) {
             return false;
         }
@@ -104,7 +105,7 @@ bool Parser::ParseUsage(const std::vector<std::string>& fields) {
             levelRow.m_levelCode.SetValue(levelUsage.code);
             levelRow.m_levelName.SetValue(levelUsage.name);
             levelRow.m_levelCount.SetValue(levelUsage.value);
-            inserted = levelRow.Insert(db);
+            inserted = levelRow.InsertAhead(db);
             if (!inserted) {
                 return false;
             }
@@ -118,11 +119,12 @@ bool Parser::ParseUsage(const std::vector<std::string>& fields) {
         measureRow.m_measureCode.SetValue(measureUsage.code);
         measureRow.m_measureName.SetValue(measureUsage.name);
         measureRow.m_measureCount.SetValue(measureUsage.value);
-        inserted = measureRow.Insert(db);
+        inserted = measureRow.InsertAhead(db);
         if (!inserted) {
             return false;
         }
     }
-    // False when the blob named nothing to write.
-    return inserted;
+    // The rows went ahead without waiting; their outcome comes now. False
+    // also when the blob named nothing to write.
+    return db->runAhead() && inserted;
 }

@@ -74,6 +74,7 @@ contents "${loader_deb[0]}" | diff -u - <(sort <<'EOF'
 /usr/share/man/man1/qxesauditfileprocessor.1.gz
 /usr/share/man/man1/qxesauditreport.1.gz
 /usr/share/qxesauditfileprocessor/en-us/afpmsg.cat
+/usr/share/qxesauditfileprocessor/schema/postgresql-distributed.sql
 /usr/share/qxesauditfileprocessor/schema/postgresql.sql
 /usr/share/qxesauditfileprocessor/schema/sqlite.sql
 EOF
