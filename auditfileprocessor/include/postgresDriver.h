@@ -99,6 +99,9 @@ class PostgresDriver : public DatabaseDriver {
     void addShape(const BoundStatement& statement, std::vector<Command>& body,
                   std::unordered_map<std::string, std::string>& pending);
     // Runs the statements sent ahead; their first failure, if any.
+    // Sends the statements held back, then lets go of the statement in hand,
+    // before a statement that must wait for its own result.
+    void SendAheadBeforeStatement();
     Result sendAhead();
     // Sends a shape's prepare or run with its values; 1 when sent.
     int sendShape(const Command& command);

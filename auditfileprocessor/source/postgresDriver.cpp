@@ -322,11 +322,7 @@ DatabaseDriver::Result PostgresDriver::rollback() {
 DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, bool query,
                                                std::vector<SqlDA::ColumnDescription>& columns) {
     columns.clear();
-    Result ahead = sendAhead();
-    if (!ahead.ok() && m_aheadFailure.ok()) {
-        m_aheadFailure = ahead;
-    }
-    release();
+    SendAheadBeforeStatement();
     if (IsBlank(statement)) {
         return Failed(kStatementFailed, kPrepare, "the statement is empty");
     }
@@ -404,6 +400,15 @@ DatabaseDriver::Result PostgresDriver::runAhead() {
     return result;
 }
 
+void PostgresDriver::SendAheadBeforeStatement() {
+    // Their failure is the line's, reported by the next runAhead().
+    Result ahead = sendAhead();
+    if (!ahead.ok() && m_aheadFailure.ok()) {
+        m_aheadFailure = ahead;
+    }
+    release();
+}
+
 DatabaseDriver::Result PostgresDriver::sendAhead() {
     if (m_ahead.empty()) {
         return Result();
@@ -423,11 +428,7 @@ DatabaseDriver::Result PostgresDriver::sendAhead() {
 DatabaseDriver::Result PostgresDriver::execute(const BoundStatement& statement, bool query,
                                                std::vector<SqlDA::ColumnDescription>& columns) {
     columns.clear();
-    Result ahead = sendAhead();
-    if (!ahead.ok() && m_aheadFailure.ok()) {
-        m_aheadFailure = ahead;
-    }
-    release();
+    SendAheadBeforeStatement();
     if (HoldsNul(statement)) {
         return Failed(kStatementFailed, kPrepare, "a value holds a NUL character");
     }

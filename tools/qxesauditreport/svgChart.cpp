@@ -101,14 +101,24 @@ std::string SvgChart::timeLabels(const std::vector<Point>& points, int left, dou
     return svg;
 }
 
+SvgChart::Plot SvgChart::plotFor(const std::vector<Point>& points) const {
+    Plot plot;
+    plot.y0 = kMarginTop + kPlotHeight;
+    plot.right = kWidth - kMarginRight;
+    plot.top = Top(points);
+    plot.band = double(plot.right - kMarginLeft) / points.size();
+    return plot;
+}
+
 std::string SvgChart::columns(const std::vector<Point>& points) const {
     if (points.empty()) {
         return empty(kWidth);
     }
-    const int height = kMarginTop + kPlotHeight + kMarginBottom, y0 = kMarginTop + kPlotHeight;
-    const int right = kWidth - kMarginRight;
-    const double top = Top(points), band = double(right - kMarginLeft) / points.size();
-    std::string svg = open(kWidth, height) + valueAxis(top, kMarginLeft, right, y0, kPlotHeight);
+    const Plot plot = plotFor(points);
+    const int y0 = plot.y0, right = plot.right;
+    const double top = plot.top, band = plot.band;
+    std::string svg = open(kWidth, kMarginTop + kPlotHeight + kMarginBottom) +
+                      valueAxis(top, kMarginLeft, right, y0, kPlotHeight);
     for (size_t i = 0; i < points.size(); ++i) {
         const Point& point = points[i];
         // Few columns stay slim, centred in their band; many get at least half a pixel.
@@ -173,10 +183,11 @@ std::string SvgChart::line(const std::vector<Point>& points) const {
     if (points.empty()) {
         return empty(kWidth);
     }
-    const int height = kMarginTop + kPlotHeight + kMarginBottom, y0 = kMarginTop + kPlotHeight;
-    const int right = kWidth - kMarginRight;
-    const double top = Top(points), band = double(right - kMarginLeft) / points.size();
-    std::string svg = open(kWidth, height) + valueAxis(top, kMarginLeft, right, y0, kPlotHeight);
+    const Plot plot = plotFor(points);
+    const int y0 = plot.y0, right = plot.right;
+    const double top = plot.top, band = plot.band;
+    std::string svg = open(kWidth, kMarginTop + kPlotHeight + kMarginBottom) +
+                      valueAxis(top, kMarginLeft, right, y0, kPlotHeight);
     std::string path, marks;
     for (size_t i = 0; i < points.size(); ++i) {
         const double x = kMarginLeft + band * (i + 0.5);

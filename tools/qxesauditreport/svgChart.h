@@ -32,6 +32,15 @@ class SvgChart {
     static double niceCeiling(double value);
 
   private:
+    // Where column and line charts draw: the baseline, the right edge, the
+    // value at the top and the width each point gets.
+    struct Plot {
+        int y0 = 0;
+        int right = 0;
+        double top = 0;
+        double band = 0;
+    };
+    Plot plotFor(const std::vector<Point>& points) const;
     std::string open(int width, int height) const;
     std::string empty(int width) const;
     std::string number(double value) const;
