@@ -343,6 +343,20 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
     }
     ScratchDirectory scratch;
     ::chmod(scratch.path().c_str(), 0755);
+    // A copy of the program and its catalogue that nobody may run: the build
+    // tree may lie below a directory private to root.
+    namespace fs = std::filesystem;
+    const fs::path built = fs::path(AFP_PROGRAM).parent_path().parent_path();
+    const std::string catalogue = "share/qxesauditfileprocessor/en-us/afpmsg.cat";
+    fs::create_directories(fs::path(scratch / catalogue).parent_path());
+    fs::create_directories(scratch / "bin");
+    fs::copy_file(built / catalogue, scratch / catalogue);
+    fs::copy_file(AFP_PROGRAM, scratch / "bin/qxesauditfileprocessor");
+    for (const std::string& directory :
+         {scratch / "share", scratch / "share/qxesauditfileprocessor",
+          scratch / "share/qxesauditfileprocessor/en-us", scratch / "bin"}) {
+        ::chmod(directory.c_str(), 0755);
+    }
     const std::string content = AuditFile({Request("P1")});
     const std::string target = scratch / "qxes_audit_target.log";  // outside every audit directory
     WriteFile(target, content);
@@ -380,6 +394,7 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
             ASSERT_EQ(::chown(directory.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
         }
         std::vector<std::string> command = LoaderCommand(database, directory, 3);
+        command.front() = scratch / "bin/qxesauditfileprocessor";
         command.insert(command.begin(), {"timeout", "60", "setpriv", "--reuid=nobody",
                                          "--regid=nogroup", "--clear-groups"});
         const ProcessResult run = RunProcess(command);
