@@ -28,8 +28,9 @@ class BoundStatement {
     const std::vector<Value>& values() const { return m_values; }
 
     void setShape(std::string shape) { m_shape = std::move(shape); }
-    // Adds the value of the next placeholder, $N for the Nth value.
-    void addValue(Type type, bool null, std::string text);
+    // Adds the value of the next placeholder, $N for the Nth value, and gives
+    // back its stored text for a caller that must still cut it to size.
+    std::string& addValue(Type type, bool null, const std::string& text);
 
   private:
     std::string m_shape;

@@ -2,9 +2,10 @@
 
 #include <utility>
 
-void BoundStatement::addValue(Type type, bool null, std::string text) {
+std::string& BoundStatement::addValue(Type type, bool null, const std::string& text) {
     if (m_values.empty()) {
         m_values.reserve(16);  // more than any audit table has columns
     }
-    m_values.push_back(Value{type, null, null ? std::string() : std::move(text)});
+    m_values.push_back(Value{type, null, null ? std::string() : text});
+    return m_values.back().text;
 }

@@ -1,5 +1,6 @@
 #include "tableAccess.h"
 
+#include <charconv>
 #include <cstddef>
 
 #include "cppWebException.h"
@@ -16,6 +17,8 @@ const char kSourceFile[] = "auditfileprocessor/source/tableAccess";
 const char kTimestampPrefix[] = "TIMESTAMP ";
 const char kListSeparator[] = ", ";
 const char kWhereSeparator[] = " AND ";
+// Room for a statement's text: most of the loader's statements fit.
+const size_t kStatementRoom = 512;
 
 // A described text length includes 2 bytes that do not hold data.
 const long kUnusableTextBytes = 2;
@@ -98,28 +101,41 @@ bool TableAccess::InsertAhead(SQLDB* db) {
 bool TableAccess::InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool ahead) {
     UseDialectOf(db);
     m_refusedColumn.clear();
-    std::string columns, values, placeholders, scratch;
+    // The literal text and the shape share the head; reserving room up front
+    // spares the reallocations of growing them column by column.
+    std::string head;
+    head.reserve(kStatementRoom);
+    head += "INSERT INTO ";
+    head += TableName();
+    head += '(';
+    for (size_t i = 0; i < row.size(); ++i) {
+        head += row[i].GetName();
+        if (i + 1 < row.size()) {
+            head += kListSeparator;
+        }
+    }
+    head += ") VALUES (";
+    std::string literal = head;
+    std::string shape = std::move(head);
+    literal.reserve(kStatementRoom);
+    shape.reserve(kStatementRoom);
     BoundStatement bound;
     bool valid = true;
+    std::string scratch;
     for (size_t i = 0; i < row.size(); ++i) {
-        const ColumnData& column = row[i];
-        const bool isLast = i + 1 == row.size();
-        columns += column.GetName();
-        if (!isLast) {
-            columns += kListSeparator;
-        }
-        valid =
-            AppendLiteral(values, placeholders, bound, Clause::kInsert, column, isLast, scratch) &&
-            valid;
+        valid = AppendLiteral(literal, shape, bound, Clause::kInsert, row[i], i + 1 == row.size(),
+                              scratch) &&
+                valid;
     }
-    const std::string head = "INSERT INTO " + TableName() + '(' + columns + ") VALUES (";
+    literal += ')';
+    shape += ')';
     // A refused statement is shown in the dump as built, but never run.
-    WriteSQLStatementToFile(head + values + ')', g_SQLDumpFile);
+    WriteSQLStatementToFile(literal, g_SQLDumpFile);
     if (!valid) {
         NoteRefusal(db);
         return false;
     }
-    bound.setShape(head + placeholders + ')');
+    bound.setShape(std::move(shape));
     if (!ahead) {
         return ExecuteUpdateSQLStatement(db, bound);
     }
@@ -148,39 +164,47 @@ bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
     }
     UseDialectOf(db);
     m_refusedColumn.clear();
-    std::string setClause, setShape, whereClause, whereShape, scratch;
+    std::string literal = "UPDATE " + TableName() + " SET ";
+    std::string shape = literal;
+    literal.reserve(kStatementRoom);
+    shape.reserve(kStatementRoom);
     BoundStatement bound;
     bool valid = true;
+    std::string scratch;
     for (size_t i = 0; i < setColumns.size(); ++i) {
-        valid = AppendLiteral(setClause, setShape, bound, Clause::kSet, *setColumns[i],
+        valid = AppendLiteral(literal, shape, bound, Clause::kSet, *setColumns[i],
                               i + 1 == setColumns.size(), scratch) &&
                 valid;
     }
-    valid = AppendWhere(whereClause, whereShape, bound, keyRow, scratch) && valid;
-    const std::string head = "UPDATE " + TableName() + " SET ";
-    WriteSQLStatementToFile(head + setClause + " WHERE " + whereClause, g_SQLDumpFile);
+    literal += " WHERE ";
+    shape += " WHERE ";
+    valid = AppendWhere(literal, shape, bound, keyRow, scratch) && valid;
+    WriteSQLStatementToFile(literal, g_SQLDumpFile);
     if (!valid) {
         NoteRefusal(db);
         return false;
     }
-    bound.setShape(head + setShape + " WHERE " + whereShape);
+    bound.setShape(std::move(shape));
     return ExecuteUpdateSQLStatement(db, bound);
 }
 
 int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const {
     UseDialectOf(db);
     m_refusedColumn.clear();
-    std::string whereClause, whereShape, scratch;
-    BoundStatement bound;
-    const bool valid = AppendWhere(whereClause, whereShape, bound, keyRow, scratch);
     // Callers only ask whether the row exists, so one column is enough.
-    const std::string head = "SELECT  SESSION_ID  FROM " + TableName() + " WHERE ";
-    WriteSQLStatementToFile(head + whereClause, g_SQLDumpFile);
+    std::string literal = "SELECT  SESSION_ID  FROM " + TableName() + " WHERE ";
+    std::string shape = literal;
+    literal.reserve(kStatementRoom);
+    shape.reserve(kStatementRoom);
+    BoundStatement bound;
+    std::string scratch;
+    const bool valid = AppendWhere(literal, shape, bound, keyRow, scratch);
+    WriteSQLStatementToFile(literal, g_SQLDumpFile);
     if (!valid) {
         NoteRefusal(db);
         return -1;
     }
-    bound.setShape(head + whereShape);
+    bound.setShape(std::move(shape));
     return ExecuteSelectSQLStatement(db, bound);
 }
 
@@ -207,17 +231,12 @@ bool TableAccess::AppendLiteral(std::string& clause, std::string& shape, BoundSt
                                 std::string& scratch) const {
     const std::string& name = column.GetName();
     const std::string& value = column.GetValue();
+    const bool null = column.IsNull();
     bool valid = true;
     BoundStatement::Type type = BoundStatement::kText;
-    std::string boundText = value;
     switch (column.GetType()) {
         case ColumnType::kText:
-            if (!column.IsNull()) {
-                valid = !SqlValueCheck::HasNulByte(value);
-                if (form != Clause::kWhere) {
-                    CheckTextWidth(m_table, name, boundText, column.GetKey());
-                }
-            }
+            valid = null || !SqlValueCheck::HasNulByte(value);
             break;
         case ColumnType::kDate:
             type = BoundStatement::kTimestamp;
@@ -233,16 +252,22 @@ bool TableAccess::AppendLiteral(std::string& clause, std::string& shape, BoundSt
         default:
             KRL_ASSERT(FALSE, kSourceFile, __LINE__);
     }
+    std::string& boundText = bound.addValue(type, null, value);
+    if (type == BoundStatement::kText && !null && form != Clause::kWhere) {
+        CheckTextWidth(m_table, name, boundText, column.GetKey());
+    }
     // Literals are only read in the dump: without one they are not written.
     if (g_SQLDumpFile != nullptr) {
-        AppendLiteralText(clause, form, column, boundText, isLast, scratch);
+        AppendLiteralText(clause, form, column, null ? value : boundText, isLast, scratch);
     }
     if (form != Clause::kInsert) {
         AppendNamed(shape, name);
     }
-    bound.addValue(type, column.IsNull(), std::move(boundText));
     shape += '$';
-    shape += std::to_string(bound.values().size());
+    char digits[16];
+    const std::to_chars_result written =
+        std::to_chars(digits, digits + sizeof digits, bound.values().size());
+    shape.append(digits, written.ptr);
     if (!isLast) {
         shape += form == Clause::kWhere ? kWhereSeparator : kListSeparator;
     }
@@ -262,7 +287,8 @@ void TableAccess::AppendLiteralText(std::string& clause, Clause form, const Colu
     InsertForm insert = &A::AddTextValueForInsert;
     NamedForm set = &A::AddTextValueForUpdateSetClause;
     NamedForm where = &A::AddTextValueForWhereClause;
-    if (column.GetType() == ColumnType::kText && !column.IsNull()) {
+    if (column.GetType() == ColumnType::kText && !column.IsNull() &&
+        value.find('\'') != std::string::npos) {
         // The row keeps its unescaped value; the literal gets an escaped copy.
         scratch.assign(value);
         CheckTextColumnValueForSingleQuotes(scratch);
