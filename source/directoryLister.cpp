@@ -5,6 +5,8 @@
 
 #include <utility>
 
+#include "fileTools.h"
+
 DirectoryLister::DirectoryLister(const std::string& directory, const std::string& extension,
                                  bool reportOthers)
     : m_dir(opendir(directory.c_str())),
@@ -107,8 +109,7 @@ bool DirectoryLister::Next(Entry& entry) {
 }
 
 bool DirectoryLister::DirectoryExists(const std::string& path) {
-    struct stat info;
-    return !path.empty() && stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    return FileTools::DirectoryExists(path);
 }
 
 const char* DirectoryLister::KindOf(mode_t mode) {

@@ -48,7 +48,7 @@ class DirectoryLister {
     // Releases the directory early; Next then returns false.
     void Close();
 
-    // True when path names a directory, or a link to one.
+    // FileTools::DirectoryExists, for the callers that list directories.
     static bool DirectoryExists(const std::string& path);
     // What a file of this mode is, in words: "" for a regular file, else
     // "directory", "symbolic link", "fifo", "socket", "character device",

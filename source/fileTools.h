@@ -19,7 +19,7 @@ class FileTools {
     static std::string MakePortablePath(const std::string& path);
     // True for an existing regular file (links followed).
     static bool FileExists(const std::string& path);
-    // True for an existing directory (links followed).
+    // True for an existing directory (links followed); false for the empty path.
     static bool DirectoryExists(const std::string& path);
     // Makes the directory's entries (a rename in it) durable; false on failure.
     static bool SyncDirectory(const std::string& path);

@@ -50,7 +50,10 @@ class Parser {
     bool ParseError(std::vector<std::string>& fields);
     bool ParseInfo(std::vector<std::string>& fields);
 
+    // The audit time stamp as the database reads it, as the line check reads it.
     void FixupDateTime(std::string& stamp) const;
+    // Splits on tabs, dropping empty pieces and trailing newlines; false when
+    // the line has more than the fixed fields (a message over several pieces).
     bool TokenizeLine(std::vector<std::string>& fields, const std::string& line) const;
     void AddLineToAuditFilename(const std::string& path, unsigned long line) const;
 

@@ -1,25 +1,21 @@
 #include "auditLineCheck.h"
 
-#include "auditSupport.h"
 #include "sqlValueCheck.h"
 
 namespace {
-
-// The audit time stamp 2011-03-04:17:05:09.042 as the database reads it.
-std::string DatabaseTimeStamp(const std::string& auditStamp) {
-    std::string stamp = auditStamp;
-    const std::string::size_type colon = stamp.find(':');
-    if (colon != std::string::npos) {
-        stamp[colon] = ' ';
-    }
-    return stamp;
-}
 
 bool IsContinuation(unsigned char byte) {
     return (byte & 0xC0) == 0x80;
 }
 
 }  // namespace
+
+void AuditLineCheck::ToDatabaseTimeStamp(std::string& stamp) {
+    const std::string::size_type colon = stamp.find(':');
+    if (colon != std::string::npos) {
+        stamp[colon] = ' ';
+    }
+}
 
 bool AuditLineCheck::IsValidUtf8(const std::string& text) {
     const size_t size = text.size();
@@ -76,8 +72,12 @@ std::string AuditLineCheck::WhyMalformed(const std::vector<std::string>& fields)
         }
     }
     const size_t stampPosition = AuditSupport::time_stamp;
-    if (fields.size() > stampPosition &&
-        !SqlValueCheck::IsValidTimestamp(DatabaseTimeStamp(fields[stampPosition]))) {
+    if (fields.size() <= stampPosition) {
+        return std::string();
+    }
+    std::string stamp = fields[stampPosition];
+    ToDatabaseTimeStamp(stamp);
+    if (!SqlValueCheck::IsValidTimestamp(stamp)) {
         return "the time stamp " + fields[stampPosition] + " is not a real date and time";
     }
     return std::string();

@@ -16,9 +16,6 @@ namespace {
 using AuditSupport::GetComponent;
 using AuditSupport::GetFormat;
 
-// Record lines shorter than the nine fixed fields cannot be read by a handler.
-constexpr size_t kFixedFieldCount = 9;
-
 // The field at that position, or an empty text when the line is shorter.
 const std::string& FieldAt(const std::vector<std::string>& fields, size_t position) {
     static const std::string kAbsent;
@@ -77,10 +74,10 @@ bool Parser::ParseLine(std::vector<std::string>& fields) {
     // refused before any of them runs.
     const bool isRecord =
         lineState == kLineUsage || lineState == kLineError || lineState == kLineInfo;
-    if (isRecord && fields.size() < kFixedFieldCount) {
+    if (isRecord && fields.size() < AuditLineCheck::kFixedFieldCount) {
         m_refusalCause = "the line has " + std::to_string(fields.size()) +
-                         " fields, fewer than the " + std::to_string(kFixedFieldCount) +
-                         " of every record";
+                         " fields, fewer than the " +
+                         std::to_string(AuditLineCheck::kFixedFieldCount) + " of every record";
         return false;
     }
     if (isRecord) {

@@ -4,15 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "auditLineCheck.h"
 #include "parser.h"
-
-namespace {
-
-// Lines with more pieces than the nine fixed fields carry a message that runs
-// over several pieces.
-constexpr size_t kFixedFieldCount = 9;
-
-}  // namespace
 
 bool Parser::TokenizeLine(std::vector<std::string>& fields, const std::string& line) const {
     // The vector's strings are overwritten in place rather than rebuilt: lines
@@ -41,12 +34,9 @@ bool Parser::TokenizeLine(std::vector<std::string>& fields, const std::string& l
         start = stop + 1;
     }
     fields.resize(count);
-    return count <= kFixedFieldCount;
+    return count <= AuditLineCheck::kFixedFieldCount;
 }
 
 void Parser::FixupDateTime(std::string& stamp) const {
-    const std::string::size_type colon = stamp.find(':');
-    if (colon != std::string::npos) {
-        stamp[colon] = ' ';
-    }
+    AuditLineCheck::ToDatabaseTimeStamp(stamp);
 }
