@@ -74,7 +74,9 @@ class SQLDB {
     // cannot be reached, -4 the statement cannot run whatever its values.
     int lastStatus() const { return m_status; }
 
-    // Copies a statement to the SQL dump file, when one is open.
+    // Copies a statement to the SQL dump file, when one is open: a newline,
+    // then the statement. The one writer of the dump; it is flushed at each
+    // transaction boundary.
     static void WriteToDump(const std::string& statement);
 
     // Connects again with the parameters of the last connect().

@@ -6,8 +6,10 @@
 #include <exception>
 #include <vector>
 
+#include "boundStatement.h"
 #include "messenger.h"
 #include "sqldbapi.h"
+#include "tableAccess.h"
 
 namespace {
 
@@ -29,20 +31,61 @@ constexpr std::time_t kUsageKeptSeconds = 30L * 24 * 60 * 60;
 
 // A text literal; quotes doubled, which both databases read the same way.
 std::string Literal(const std::string& text) {
-    std::string literal = "'";
-    for (char c : text) {
-        literal += c;
-        if (c == '\'') {
-            literal += '\'';
-        }
-    }
-    return literal + "'";
+    std::string escaped = text;
+    TableAccess::CheckTextColumnValueForSingleQuotes(escaped);
+    return '\'' + escaped + '\'';
 }
 
-std::string NullableLiteral(const LoadProgress::UsageTexts& texts, const std::string& key) {
-    const auto found = texts.find(key);
-    return found == texts.end() ? "NULL" : Literal(found->second);
-}
+// A bookkeeping statement in its two forms: the text with literals for the
+// dump, and the shape with bound values that the database runs.
+class Statement {
+  public:
+    // Appends SQL text that holds no value.
+    Statement& Sql(const char* text) {
+        m_text += text;
+        m_shape += text;
+        return *this;
+    }
+    Statement& Text(const std::string& value) {
+        m_text += Literal(value);
+        return Bind(BoundStatement::kText, false, value);
+    }
+    // The text waiting under `key`, or the SQL null.
+    Statement& TextOf(const LoadProgress::UsageTexts& texts, const std::string& key) {
+        const auto found = texts.find(key);
+        if (found == texts.end()) {
+            m_text += "NULL";
+            return Bind(BoundStatement::kText, true, std::string());
+        }
+        return Text(found->second);
+    }
+    Statement& Number(uint64_t value, BoundStatement::Type type = BoundStatement::kBigInt) {
+        const std::string digits = std::to_string(value);
+        m_text += digits;
+        return Bind(type, false, digits);
+    }
+    Statement& Stamp(const std::string& stamp) {
+        m_text += Literal(stamp);
+        return Bind(BoundStatement::kTimestamp, false, stamp);
+    }
+
+    const std::string& text() const { return m_text; }
+    BoundStatement Bound() {
+        m_bound.setShape(m_shape);
+        return m_bound;
+    }
+
+  private:
+    Statement& Bind(BoundStatement::Type type, bool null, const std::string& value) {
+        m_bound.addValue(type, null, value);
+        m_shape += '$' + std::to_string(m_bound.values().size());
+        return *this;
+    }
+
+    std::string m_text;
+    std::string m_shape;
+    BoundStatement m_bound;
+};
 
 // A value the database can hold: texts with a NUL byte cannot be written.
 bool Storable(const std::string& text) {
@@ -96,9 +139,17 @@ std::string Digest(const std::string& text) {
     return hex;
 }
 
-std::string Where(const LoadProgress::FileIdentity& file) {
-    return " WHERE FILE_NAME = " + Literal(file.name) +
-           " AND FILE_DIGEST = " + Literal(file.digest);
+Statement& Where(Statement& statement, const LoadProgress::FileIdentity& file) {
+    return statement.Sql(" WHERE FILE_NAME = ")
+        .Text(file.name)
+        .Sql(" AND FILE_DIGEST = ")
+        .Text(file.digest);
+}
+
+void RunBound(SQLDB* db, Statement& statement) {
+    SQLDB::WriteToDump(statement.text());
+    db->execute(statement.Bound(), SQLDB::kUpdate);
+    db->freeRequest();
 }
 
 }  // namespace
@@ -160,10 +211,10 @@ bool LoadProgress::TablesUsable(SQLDB* db, std::string& reason) {
 }
 
 bool LoadProgress::Find(SQLDB* db, const FileIdentity& file, Mark& mark) {
-    const std::string statement =
-        "SELECT LAST_LINE, FILE_OFFSET, LOADED FROM QXES_LOAD_PROGRESS" + Where(file);
-    SQLDB::WriteToDump(statement);
-    const SqlDA* found = db->execute(statement, SQLDB::kQuery);
+    Statement statement;
+    Where(statement.Sql("SELECT LAST_LINE, FILE_OFFSET, LOADED FROM QXES_LOAD_PROGRESS"), file);
+    SQLDB::WriteToDump(statement.text());
+    const SqlDA* found = db->execute(statement.Bound(), SQLDB::kQuery);
     const SqlDA* row = found != nullptr ? db->fetch() : nullptr;
     const std::string key = file.name + '\t' + file.digest;
     m_markedFiles.erase(key);
@@ -179,20 +230,37 @@ bool LoadProgress::Find(SQLDB* db, const FileIdentity& file, Mark& mark) {
 
 void LoadProgress::Record(SQLDB* db, const FileIdentity& file, const Mark& mark) {
     const std::string key = file.name + '\t' + file.digest;
-    const std::string lastLine = std::to_string(mark.lastLine);
-    const std::string offset = std::to_string(mark.offset);
-    const std::string loaded = mark.loaded ? "1" : "0";
-    const std::string now = Literal(TimeStamp(std::time(nullptr)));
+    const std::string now = TimeStamp(std::time(nullptr));
+    Statement statement;
     if (m_markedFiles.count(key) != 0) {
-        Run(db, "UPDATE QXES_LOAD_PROGRESS SET LAST_LINE = " + lastLine + ", FILE_OFFSET = " +
-                    offset + ", LOADED = " + loaded + ", UPDATED_AT = " + now + Where(file));
+        statement.Sql("UPDATE QXES_LOAD_PROGRESS SET LAST_LINE = ")
+            .Number(mark.lastLine)
+            .Sql(", FILE_OFFSET = ")
+            .Number(mark.offset)
+            .Sql(", LOADED = ")
+            .Number(mark.loaded ? 1 : 0, BoundStatement::kInteger)
+            .Sql(", UPDATED_AT = ")
+            .Stamp(now);
+        RunBound(db, Where(statement, file));
         return;
     }
-    Run(db,
-        "INSERT INTO QXES_LOAD_PROGRESS (FILE_NAME, FILE_DIGEST, LAST_LINE, FILE_OFFSET, LOADED, "
-        "UPDATED_AT) VALUES (" +
-            Literal(file.name) + ", " + Literal(file.digest) + ", " + lastLine + ", " + offset +
-            ", " + loaded + ", " + now + ")");
+    statement
+        .Sql(
+            "INSERT INTO QXES_LOAD_PROGRESS (FILE_NAME, FILE_DIGEST, LAST_LINE, FILE_OFFSET, "
+            "LOADED, UPDATED_AT) VALUES (")
+        .Text(file.name)
+        .Sql(", ")
+        .Text(file.digest)
+        .Sql(", ")
+        .Number(mark.lastLine)
+        .Sql(", ")
+        .Number(mark.offset)
+        .Sql(", ")
+        .Number(mark.loaded ? 1 : 0, BoundStatement::kInteger)
+        .Sql(", ")
+        .Stamp(now)
+        .Sql(")");
+    RunBound(db, statement);
     m_markedFiles.insert(key);
 }
 
@@ -224,27 +292,44 @@ void LoadProgress::LoadWaitingUsage(SQLDB* db, UsageTexts& codes, UsageTexts& na
 void LoadProgress::SaveWaitingUsage(SQLDB* db, const UsageTexts& codes, const UsageTexts& names,
                                     std::set<std::string>& changed) {
     for (const std::string& key : changed) {
-        const bool waiting = codes.count(key) != 0 || names.count(key) != 0;
+        const auto codesFound = codes.find(key);
+        const auto namesFound = names.find(key);
+        const bool waiting = codesFound != codes.end() || namesFound != names.end();
         const bool stored = m_storedUsageKeys.count(key) != 0;
-        const std::string keyLiteral = Literal(key);
-        const std::string codesLiteral = NullableLiteral(codes, key);
-        const std::string namesLiteral = NullableLiteral(names, key);
-        if (!Storable(keyLiteral) || !Storable(codesLiteral) || !Storable(namesLiteral)) {
+        if (!Storable(key) || (codesFound != codes.end() && !Storable(codesFound->second)) ||
+            (namesFound != names.end() && !Storable(namesFound->second))) {
             continue;  // kept in memory only
         }
-        const std::string now = Literal(TimeStamp(std::time(nullptr)));
+        const std::string now = TimeStamp(std::time(nullptr));
+        Statement statement;
         if (waiting && stored) {
-            Run(db, "UPDATE QXES_USAGE_PENDING SET USAGE_CODES = " + codesLiteral +
-                        ", USAGE_NAMES = " + namesLiteral + ", SAVED_AT = " + now +
-                        " WHERE REQUEST_KEY = " + keyLiteral);
+            statement.Sql("UPDATE QXES_USAGE_PENDING SET USAGE_CODES = ")
+                .TextOf(codes, key)
+                .Sql(", USAGE_NAMES = ")
+                .TextOf(names, key)
+                .Sql(", SAVED_AT = ")
+                .Stamp(now)
+                .Sql(" WHERE REQUEST_KEY = ")
+                .Text(key);
+            RunBound(db, statement);
         } else if (waiting) {
-            Run(db,
-                "INSERT INTO QXES_USAGE_PENDING (REQUEST_KEY, USAGE_CODES, USAGE_NAMES, SAVED_AT) "
-                "VALUES (" +
-                    keyLiteral + ", " + codesLiteral + ", " + namesLiteral + ", " + now + ")");
+            statement
+                .Sql(
+                    "INSERT INTO QXES_USAGE_PENDING (REQUEST_KEY, USAGE_CODES, USAGE_NAMES, "
+                    "SAVED_AT) VALUES (")
+                .Text(key)
+                .Sql(", ")
+                .TextOf(codes, key)
+                .Sql(", ")
+                .TextOf(names, key)
+                .Sql(", ")
+                .Stamp(now)
+                .Sql(")");
+            RunBound(db, statement);
             m_storedUsageKeys.insert(key);
         } else if (stored) {
-            Run(db, "DELETE FROM QXES_USAGE_PENDING WHERE REQUEST_KEY = " + keyLiteral);
+            statement.Sql("DELETE FROM QXES_USAGE_PENDING WHERE REQUEST_KEY = ").Text(key);
+            RunBound(db, statement);
             m_storedUsageKeys.erase(key);
         }
     }

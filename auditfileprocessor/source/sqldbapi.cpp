@@ -17,10 +17,11 @@ namespace {
 
 // The SQL dump also marks where each transaction begins and ends, so that it
 // can be replayed with the loader's own batches.
+// Transaction boundaries also push the dump's buffer out, so that a dump
+// read during a run ends at a boundary.
 void DumpTransactionStatement(const char* statement) {
+    SQLDB::WriteToDump(statement);
     if (g_SQLDumpFile != nullptr) {
-        std::fputc('\n', g_SQLDumpFile);
-        std::fputs(statement, g_SQLDumpFile);
         std::fflush(g_SQLDumpFile);
     }
 }
@@ -130,7 +131,11 @@ std::string SQLDB::connect(const std::string& dbName, const std::string& connect
 }
 
 void SQLDB::WriteToDump(const std::string& statement) {
-    DumpTransactionStatement(statement.c_str());
+    if (g_SQLDumpFile == nullptr || statement.empty()) {
+        return;
+    }
+    std::fputc('\n', g_SQLDumpFile);
+    std::fwrite(statement.data(), 1, statement.size(), g_SQLDumpFile);
 }
 
 std::string SQLDB::reconnect() {

@@ -170,6 +170,12 @@ DatabaseDriver::Result SqliteDriver::open(const std::string& dbName, const std::
     if (result.ok()) {
         result = runToEnd("PRAGMA temp_store=MEMORY");
     }
+    // Each checkpoint flushes the log and the database to disk. With small
+    // batches the default (1000 pages) checkpoints every few dozen commits;
+    // 10000 pages (about 40 MB) makes the flushes ten times rarer.
+    if (result.ok()) {
+        result = runToEnd("PRAGMA wal_autocheckpoint=10000");
+    }
 
     if (!result.ok()) {
         result.status = kConnectionFailed;

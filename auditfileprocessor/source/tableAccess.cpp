@@ -469,32 +469,28 @@ void TableAccess::CheckTextWidth(const Table* table, const std::string& columnNa
 }
 
 void TableAccess::CheckTextColumnValueForSingleQuotes(std::string& value) {
-    size_t quotes = 0;
-    for (char c : value) {
-        quotes += c == '\'' ? 1 : 0;
-    }
-    if (quotes == 0) {
+    size_t quote = value.find('\'');
+    if (quote == std::string::npos) {
         return;
     }
     std::string escaped;
-    escaped.reserve(value.size() + quotes);
-    for (char c : value) {
-        escaped += c;
-        if (c == '\'') {
-            escaped += '\'';
-        }
+    escaped.reserve(value.size() + 8);
+    size_t from = 0;
+    for (; quote != std::string::npos; quote = value.find('\'', from)) {
+        escaped.append(value, from, quote + 1 - from);
+        escaped += '\'';
+        from = quote + 1;
     }
+    escaped.append(value, from, std::string::npos);
     value.swap(escaped);
 }
 
 void TableAccess::WriteSQLStatementToFile(const std::string& statement, FILE* stream) const {
-    if (stream == nullptr || statement.empty()) {
-        return;
+    // The session writes the dump, whose file is the only stream there is.
+    KRL_ASSERT(stream == nullptr || stream == g_SQLDumpFile, kSourceFile, __LINE__);
+    if (stream != nullptr) {
+        SQLDB::WriteToDump(statement);
     }
-    // Written out at the next transaction boundary: a flush per statement
-    // would cost a system call per row.
-    fputc('\n', stream);
-    fwrite(statement.data(), 1, statement.size(), stream);
 }
 
 void TableAccess::CopyColumnsOut(std::vector<ColumnData>& col,
