@@ -1,15 +1,10 @@
-// The audit line's code tables, the record's local-time texts, and the
-// record list's attribute-tree form.
+// The audit line's code tables and the record's local-time texts.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <ctime>
 #include <string>
-#include <utility>
-#include <vector>
 
-#include "attributeTree.h"
-#include "auditInfo.h"
 #include "auditRecord.h"
 #include "auditSupport.h"
 
@@ -58,24 +53,6 @@ TEST(AuditSupport, UnmatchedTextsAndCodesAreUnknownExceptTheEmptyFormat) {
     EXPECT_STREQ("", GetComponent(static_cast<ComponentCode>(7)));
 }
 
-TEST(AuditSupport, IncrementWrapsAfterTheUnknownValue) {
-    const std::pair<int, int> steps[] = {{0, 1}, {24, 25}, {25, 26}, {26, 0}};
-    for (const auto& step : steps) {
-        FormatCode code = static_cast<FormatCode>(step.first);
-        FormatCode& result = code++;
-        EXPECT_EQ(step.second, code) << step.first;
-        EXPECT_EQ(&code, &result);
-    }
-    ComponentCode component = kComponentUnknown;
-    EXPECT_EQ(kQXES, component++);
-    component = kQXPB;
-    EXPECT_EQ(kComponentUnknown, component++);
-    TypeCode type = kTypeUnknown;
-    EXPECT_EQ(kI, type++);
-    type = kG;
-    EXPECT_EQ(kTypeUnknown, type++);
-}
-
 TEST(AuditRecord, LocalTimeGivesStampZoneAndOffset) {
     const time_t march4th = 1299258309;    // 2011-03-04 17:05:09 UTC
     const time_t newYearUtc = 1293856200;  // 2011-01-01 04:30:00 UTC
@@ -108,44 +85,6 @@ TEST(AuditRecord, LocalTimeGivesStampZoneAndOffset) {
     }
     previous == nullptr ? unsetenv("TZ") : setenv("TZ", saved.c_str(), 1);
     tzset();
-}
-
-// The fields that AuditInfo keeps, as one text.
-std::string Kept(const AuditRecord& r) {
-    return std::string(GetType(r.type)) + "|" + r.time_stamp + "|" + r.time_zone + "|" +
-           r.difference_from_GMT + "|" + r.session_id + "|" + r.request_id + "|" +
-           GetComponent(r.component_id) + "|" + GetFormat(r.message_format) + "|" + r.message;
-}
-
-TEST(AuditInfo, StoreNamesRecordsA0A1AndLoadGivesThemBack) {
-    unsigned char context = 0;
-    AuditInfo original(&context);
-    AuditRecord first(kU, "12", "7", kQXRQ, kQXUD, "src,cube,\"f\",,x", "a1", "a2", "a3", "a4",
-                      "a5", "tail");
-    first.determineLocalTime(1299258309, 42);
-    AuditRecord second(kE, "13", "1", kQXPB, kTRVE, "failed", "");
-    original.addAuditRecord(first);
-    original.addAuditRecord(second);
-    const std::vector<std::string> expected = {Kept(first), Kept(second)};
-    first.message = "changed after adding";
-
-    AttributeTree tree;
-    original.Store(&tree);
-    ASSERT_EQ(2u, tree.children().size());
-    EXPECT_EQ("a0", tree.children().at(0).name());
-    EXPECT_EQ("a1", tree.children().at(1).name());
-    EXPECT_EQ("TRVE", *tree.getTree("a1")->getAttribute("message_format"));
-
-    AuditInfo loaded(nullptr);
-    loaded.Load(&tree);
-    std::vector<std::string> back;
-    for (const AuditRecord& record : loaded.records()) {
-        back.push_back(Kept(record));
-        EXPECT_TRUE(record.aux_1.empty() && record.aux_tail.empty());
-    }
-    EXPECT_EQ(expected, back);
-    loaded.EraseAuditInfo();
-    EXPECT_TRUE(loaded.records().empty());
 }
 
 }  // namespace

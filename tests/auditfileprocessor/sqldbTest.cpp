@@ -42,19 +42,6 @@ class SqldbTest : public ::testing::TestWithParam<TestBackend> {
     TestDatabase m_database{GetParam()};
 };
 
-TEST_P(SqldbTest, ConnectDescribesTheDatabaseAndBothVersions) {
-    SQLDB db;
-    EXPECT_EQ(db.getAttribute(118), "unknown");  // before connecting
-    const std::string description = Connect(db);
-    const std::string server = db.getAttribute(119), client = db.getAttribute(114);
-    EXPECT_EQ(db.getAttribute(118), m_database.dbName());
-    EXPECT_NE(server, "unknown");
-    EXPECT_NE(client, "unknown");
-    EXPECT_EQ(db.getAttribute(7), "unknown");
-    EXPECT_EQ(description, "Database: " + m_database.dbName() + " Server Version: " + server +
-                               " Client Version: " + client);
-}
-
 TEST_P(SqldbTest, QueryReturnsEveryRowThenNullAtTheEnd) {
     SQLDB& db = m_database.db();
     db.startTransaction();
@@ -101,8 +88,7 @@ TEST_P(SqldbTest, CommitKeepsTheBatchRollbackAndDisconnectDiscardIt) {
 
 // A statement refused for its values is -1; one that cannot run whatever its
 // values (a missing table, a syntax error, two statements) is -4, which stops
-// a file. Either
-// way its neighbours stay in the transaction.
+// a file. Either way its neighbours stay in the transaction.
 TEST_P(SqldbTest, FailingStatementKeepsItsNeighboursInTheTransaction) {
     const std::string kExecuteFailed = "sqlExecute failed with status -1. ";
     const std::string kPrepareFailed = "Prepare failed with status -1. ";
@@ -201,18 +187,6 @@ TEST_P(SqldbTest, StatementsSentAheadFailWithTheirLineOnly) {
     db.commit(1);
     EXPECT_EQ(m_database.query("SELECT SESSION_ID FROM QXES_SESSION ORDER BY 1"),
               (Rows{{"before"}, {"s1"}, {"s2"}}));
-}
-
-TEST_P(SqldbTest, MisuseRaisesTheSessionAssertions) {
-    SQLDB& db = m_database.db();
-    EXPECT_EQ(Thrown([&] { db.execute("SELECT * FROM QXES_SESSION", SQLDB::kQuery); }),
-              "KRL_ASSERT(m_trHandle != NULL);");
-    EXPECT_EQ(Thrown([&] { db.fetch(); }), "KRL_ASSERT(m_crHandle != NULL);");
-    db.startTransaction();
-    EXPECT_EQ(Thrown([&] { db.startTransaction(); }), "KRL_ASSERT(m_trHandle == NULL);");
-    Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('s1')");
-    EXPECT_EQ(Thrown([&] { db.fetch(); }), "KRL_ASSERT(m_crHandle != NULL);");
-    db.commit(0);
 }
 
 TEST_P(SqldbTest, ConcurrentLoadersWaitForEachOtherInsteadOfFailing) {

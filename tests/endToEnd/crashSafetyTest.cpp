@@ -2,13 +2,12 @@
 // with SIGTERM, or cut off from PostgreSQL, then run again until every file
 // is done, load exactly the rows of one uninterrupted run and refuse nothing
 // it does not refuse; a file resumed from any line rebuilds what the lines
-// before it left in memory; a file still being written is continued later.
+// before it left in memory.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <random>
 #include <set>
 #include <sstream>
@@ -232,9 +231,10 @@ TEST_F(ResumeSweep, ResumingAtAnyLineLoadsTheRowsOfAnUninterruptedRun) {
     const TableDump expected = DumpTables(reference);
     ASSERT_EQ(expected.at("QXES_DIM_USAGE").size(), 6u);
 
-    // Line numbers: the version line is 1, the general line 2, then `lines`.
+    // Line numbers: the version line is 1 (nothing is skipped), the general
+    // line 2, then `lines`.
     const size_t lastLine = lines.size() + 2;
-    for (size_t resume = 2; resume <= lastLine; ++resume) {
+    for (size_t resume = 1; resume <= lastLine; ++resume) {
         SCOPED_TRACE("resume at line " + std::to_string(resume));
         TestDatabase database;
         ScratchDirectory dir;
@@ -254,60 +254,6 @@ TEST_F(ResumeSweep, ResumingAtAnyLineLoadsTheRowsOfAnUninterruptedRun) {
         EXPECT_EQ(expected, DumpTables(database));
     }
     EXPECT_EQ(Count(m_messages.Text(), "AFP-0026"), 0u) << m_messages.Text();
-}
-
-// The usage of a request whose lines lie in two files is kept in the
-// database between runs: two runs, as after a crash between the files, lose
-// nothing.
-TEST(RequestSpanningTwoFiles, KeepsItsUsageRowsWhenTheFilesGoToTwoRuns) {
-    ScratchDirectory scratch;
-    ASSERT_EQ(Generate(scratch / "generated", 23, 2, 200, "S", true).exitStatus, 0);
-    const std::vector<std::string> files = NamesIn(scratch / "generated");  // chronological
-    ASSERT_EQ(files.size(), 2u);
-    TestDatabase oneRun;
-    AFP_REQUIRE_DATABASE(oneRun);
-    fs::copy(scratch / "generated", scratch / "whole");
-    ASSERT_EQ(RunLoader(oneRun, scratch / "whole", kRowCount).exitStatus, 0);
-
-    TestDatabase twoRuns;
-    fs::create_directories(scratch / "split");
-    std::string output;
-    for (const std::string& name : files) {
-        fs::copy(scratch / "generated/" + name, scratch / "split/" + name);
-        const ProcessResult result = RunLoader(twoRuns, scratch / "split", kRowCount);
-        ASSERT_EQ(result.exitStatus, 0);
-        output += WithoutSummary(result.out);
-    }
-    EXPECT_EQ(output, "");
-    EXPECT_EQ(DumpTables(oneRun), DumpTables(twoRuns));
-}
-
-// A file whose last line is still being written is put back, and the next
-// run continues where this one ended.
-TEST(GrowingFile, IsPutBackAndContinuedByTheNextRun) {
-    ScratchDirectory scratch;
-    TestDatabase whole;
-    AFP_REQUIRE_DATABASE(whole);
-    const std::string complete = AuditFile({Startup("g1"), Startup("g2"), Startup("g3")});
-    fs::create_directories(scratch / "whole");
-    WriteFile(scratch / "whole/qxes_audit_g.log", complete);
-    ASSERT_EQ(RunLoader(whole, scratch / "whole", kRowCount).exitStatus, 0);
-
-    TestDatabase growing;
-    const std::string cut = complete.substr(0, complete.size() - 10);
-    fs::create_directories(scratch / "growing");
-    WriteFile(scratch / "growing/qxes_audit_g.log", cut);
-    ProcessResult result = RunLoader(growing, scratch / "growing", kRowCount);
-    EXPECT_EQ(Count(result.out, "AFP-0050"), 1u) << result.out;
-    EXPECT_EQ(NamesIn(scratch / "growing"), std::vector<std::string>{"qxes_audit_g.log"});
-
-    std::FILE* file = std::fopen((scratch / "growing/qxes_audit_g.log").c_str(), "a");
-    std::fputs(complete.substr(cut.size()).c_str(), file);
-    std::fclose(file);
-    result = RunLoader(growing, scratch / "growing", kRowCount);
-    EXPECT_EQ(WithoutSummary(result.out), "");
-    EXPECT_EQ(NamesIn(scratch / "growing"), std::vector<std::string>{"qxes_audit_g.___"});
-    EXPECT_EQ(DumpTables(whole), DumpTables(growing));
 }
 
 }  // namespace

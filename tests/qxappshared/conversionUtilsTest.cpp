@@ -37,17 +37,11 @@ TEST(ChangeStringEncoding, ConvertsBetweenNamedEncodings) {
 }
 
 TEST(ChangeStringEncoding, InPlaceFromWideEncodingsIsAnAssertion) {
-    const std::pair<const char*, std::string> cases[] = {
-        {"utf-16",
-         "KRL_ASSERT(compareNoCase(fromEncoding,\"UTF-16\") != 0); at "
-         "qxappshared/source/ConversionUtils:282"},
-        {"UCS-2",
-         "KRL_ASSERT(compareNoCase(fromEncoding,\"UCS-2\") != 0); at "
-         "qxappshared/source/ConversionUtils:285"},
-    };
-    for (const auto& c : cases) {
+    for (const std::string wide : {"UTF-16", "UCS-2"}) {
         std::string text = "abc";
-        EXPECT_EQ(Thrown([&] { changeStringEncoding(text, c.first, "UTF-8"); }, true), c.second);
+        const std::string given = wide == "UCS-2" ? "ucs-2" : "utf-16";  // in any case
+        EXPECT_EQ(Thrown([&] { changeStringEncoding(text, given.c_str(), "UTF-8"); }),
+                  "KRL_ASSERT(compareNoCase(fromEncoding,\"" + wide + "\") != 0);");
         EXPECT_EQ(text, "abc");
     }
 }
@@ -75,15 +69,9 @@ TEST(ChangeEncoding, BuffersGrowInWholeStepsAndFailWithTheirErrorWhenTheyCannot)
 
     ChangeEncodingUtilsData data;
     conversionBuffer buffer;
-    try {
-        data.increaseBuffer(&buffer, 5000000000ULL);
-        ADD_FAILURE() << "no exception";
-    } catch (const CPPWebException& e) {
-        EXPECT_EQ(e.getErrorCode(), 1050);
-        EXPECT_EQ(e.getErrorCodeMessage(), "ChangeEncodingUtilsData::increaseBuffer()");
-        EXPECT_EQ(e.getBackTrace().at(0).file, "qxappshared/source/ConversionUtils");
-        EXPECT_EQ(e.getBackTrace().at(0).line, 129);
-    }
+    EXPECT_EQ(
+        Thrown([&] { data.increaseBuffer(&buffer, 5000000000ULL); }, true),
+        "ChangeEncodingUtilsData::increaseBuffer() at qxappshared/source/ConversionUtils:129");
     EXPECT_EQ(buffer.size, 0u);
 }
 

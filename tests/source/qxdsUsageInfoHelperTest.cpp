@@ -78,11 +78,4 @@ TEST(BuildUsageArray, MalformedBlobsAssertWithTextAndLine) {
     }
 }
 
-TEST(GenerateUsageArrayAsXMLFragment, EmptyArrayAsserts) {
-    std::string untouched;
-    EXPECT_EQ(Thrown([&] { qxdsUsageInfoHelper::generateUsageArrayAsXMLFragment({}, untouched); }),
-              "KRL_ASSERT(usageArray.size());");
-    EXPECT_TRUE(untouched.empty());
-}
-
 }  // namespace

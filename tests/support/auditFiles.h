@@ -78,7 +78,6 @@ inline std::string Record(const Fields& fields) {
 inline std::string Startup(const std::string& host) {
     return Record(Info("QXES", "SRV", "0", "0", host + ":8080"));
 }
-// An error record of a component that has none: loading stops on it.
 // A start-up line whose dispatcher row the database refuses as a failure of
 // its own (not of the row's values), once InstallStopper() armed it: the
 // load of the file stops there, as on a full disk.

@@ -14,14 +14,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <system_error>
-#include <thread>
 #include <vector>
 
 inline std::string ReadFile(const std::string& path) {
@@ -76,8 +74,8 @@ struct ProcessResult {
 };
 
 // arguments[0], searched on PATH, run in a child process with standard input
-// from /dev/null ("env" first changes its environment). The test may kill it
-// at any moment; the destructor kills and reaps a child still running.
+// from /dev/null ("env" first changes its environment). The test may signal
+// it at any moment; the destructor kills and reaps a child still running.
 class ChildProcess {
   public:
     explicit ChildProcess(const std::vector<std::string>& arguments) {
@@ -103,7 +101,8 @@ class ChildProcess {
         ::close(errFile);
     }
     ~ChildProcess() {
-        KillAfter(std::chrono::microseconds(0));
+        Signal(SIGKILL);
+        Wait();
         std::remove(m_outPath.c_str());
         std::remove(m_errPath.c_str());
     }
@@ -111,18 +110,8 @@ class ChildProcess {
     ChildProcess& operator=(const ChildProcess&) = delete;
 
     bool started() const { return m_pid > 0; }
-
-    // Waits `delay`, then kills the child unless it has ended by itself (it
-    // then waits as a zombie, so the identifier is still its own). True when
-    // the kill is what ended it.
-    bool KillAfter(std::chrono::microseconds delay) {
-        std::this_thread::sleep_for(delay);
-        if (m_pid > 0 && !m_reaped) {
-            ::kill(m_pid, SIGKILL);
-        }
-        return Wait() == 128 + SIGKILL;
-    }
-    // Sends a signal to the child while it runs.
+    // Sends a signal to the child while it runs (once ended, it waits as a
+    // zombie, so the identifier is still its own).
     void Signal(int signal) {
         if (m_pid > 0 && !m_reaped) {
             ::kill(m_pid, signal);
