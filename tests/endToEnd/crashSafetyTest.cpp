@@ -256,4 +256,30 @@ TEST_F(ResumeSweep, ResumingAtAnyLineLoadsTheRowsOfAnUninterruptedRun) {
     EXPECT_EQ(Count(m_messages.Text(), "AFP-0026"), 0u) << m_messages.Text();
 }
 
+// The usage of a request whose lines lie in two files is kept in the
+// database between runs: two runs, as after a crash between the files, lose
+// nothing.
+TEST(RequestSpanningTwoFiles, KeepsItsUsageRowsWhenTheFilesGoToTwoRuns) {
+    ScratchDirectory scratch;
+    ASSERT_EQ(Generate(scratch / "generated", 23, 2, 200, "S", true).exitStatus, 0);
+    const std::vector<std::string> files = NamesIn(scratch / "generated");  // chronological
+    ASSERT_EQ(files.size(), 2u);
+    TestDatabase oneRun;
+    AFP_REQUIRE_DATABASE(oneRun);
+    fs::copy(scratch / "generated", scratch / "whole");
+    ASSERT_EQ(RunLoader(oneRun, scratch / "whole", kRowCount).exitStatus, 0);
+
+    TestDatabase twoRuns;
+    fs::create_directories(scratch / "split");
+    std::string output;
+    for (const std::string& name : files) {
+        fs::copy(scratch / "generated/" + name, scratch / "split/" + name);
+        const ProcessResult result = RunLoader(twoRuns, scratch / "split", kRowCount);
+        ASSERT_EQ(result.exitStatus, 0);
+        output += WithoutSummary(result.out);
+    }
+    EXPECT_EQ(output, "");
+    EXPECT_EQ(DumpTables(oneRun), DumpTables(twoRuns));
+}
+
 }  // namespace
