@@ -2,6 +2,7 @@
 # the C library's iconv, and decoding of numeric character references.
 add_library(afp_encoding STATIC
     qxappshared/source/i18nConverter.cpp
+    qxappshared/source/conversionError.cpp
     qxappshared/source/changeEncodingUtilsData.cpp
     qxappshared/source/changeEncodingUtils.cpp
     qxappshared/source/ConversionUtils.cpp)
