@@ -12,7 +12,22 @@ add_library(afp_rowaccess STATIC
     auditfileprocessor/source/dimUsageTableAccess.cpp
     auditfileprocessor/source/measureUsageTableAccess.cpp
     auditfileprocessor/source/levelUsageTableAccess.cpp)
-target_link_libraries(afp_rowaccess PUBLIC afp_database afp_driver afp_runtime)
+afp_headers(afp_rowaccess PUBLIC
+    auditfileprocessor/include/table.h
+    auditfileprocessor/include/column.h
+    auditfileprocessor/include/tableId.h
+    auditfileprocessor/include/columnData.h
+    auditfileprocessor/include/sqlValueCheck.h
+    auditfileprocessor/include/tableAccess.h
+    auditfileprocessor/include/dispatcherTableAccess.h
+    auditfileprocessor/include/sessionTableAccess.h
+    auditfileprocessor/include/requestTableAccess.h
+    auditfileprocessor/include/adminSourceTableAccess.h
+    auditfileprocessor/include/userSourceTableAccess.h
+    auditfileprocessor/include/dimUsageTableAccess.h
+    auditfileprocessor/include/measureUsageTableAccess.h
+    auditfileprocessor/include/levelUsageTableAccess.h)
+target_link_libraries(afp_rowaccess PUBLIC afp_database PRIVATE afp_driver afp_runtime)
 
 if(AFP_TESTS)
     # Value checks and statement text, then the accessors against real SQLite
