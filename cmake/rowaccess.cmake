@@ -33,7 +33,9 @@ if(AFP_TESTS)
     # Value checks and statement text, then the accessors against real SQLite
     # and PostgreSQL databases, over the catalogue that the loader reads.
     add_executable(afp_rowaccess_tests tests/auditfileprocessor/rowAccessTest.cpp)
-    target_link_libraries(afp_rowaccess_tests PRIVATE afp_parser afp_testdatabase
-        GTest::gtest_main)
+    # Only the Parser reads the table catalogue from the database so far, so the
+    # accessor tests still need it.
+    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_parser afp_driver
+        afp_runtime afp_testdatabase GTest::gtest_main)
     gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
 endif()
