@@ -7,18 +7,26 @@ add_library(afp_database STATIC
     auditfileprocessor/source/sqldbapi.cpp
     auditfileprocessor/source/sqliteDriver.cpp
     auditfileprocessor/source/sqliteStatement.cpp)
-target_link_libraries(afp_database PUBLIC afp_runtime PkgConfig::SQLITE3 PkgConfig::LIBPQ)
+afp_headers(afp_database PUBLIC
+    auditfileprocessor/include/sqldbapi.h
+    auditfileprocessor/include/sqlDA.h
+    auditfileprocessor/include/sqlColType.h
+    auditfileprocessor/include/databaseDriver.h
+    auditfileprocessor/include/boundStatement.h
+    auditfileprocessor/include/dataAccessLayer.h)
+target_link_libraries(afp_database PRIVATE afp_runtime PkgConfig::SQLITE3 PkgConfig::LIBPQ)
 
 if(AFP_TESTS)
     # A fresh audit database per test, on SQLite or on the private PostgreSQL
     # server of tests/support/pgserver.sh.
     add_library(afp_testdatabase STATIC tests/support/testDatabase.cpp)
-    target_link_libraries(afp_testdatabase PUBLIC afp_database GTest::gtest)
+    target_link_libraries(afp_testdatabase PUBLIC afp_database GTest::gtest
+        PRIVATE PkgConfig::SQLITE3 PkgConfig::LIBPQ)
     target_include_directories(afp_testdatabase PUBLIC ${CMAKE_SOURCE_DIR}/tests/support)
     target_compile_definitions(afp_testdatabase PUBLIC AFP_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
 
     add_executable(afp_database_tests
         tests/auditfileprocessor/sqldbTest.cpp)
-    target_link_libraries(afp_database_tests PRIVATE afp_testdatabase GTest::gtest_main)
+    target_link_libraries(afp_database_tests PRIVATE afp_testdatabase afp_runtime GTest::gtest_main)
     gtest_discover_tests(afp_database_tests DISCOVERY_TIMEOUT 60)
 endif()

@@ -7,7 +7,14 @@ add_library(afp_driver STATIC
     auditfileprocessor/source/programDirectory.cpp
     auditfileprocessor/source/noFollowFile.cpp
     auditfileprocessor/source/passwordFile.cpp)
-target_link_libraries(afp_driver PUBLIC afp_encoding afp_runtime)
+afp_headers(afp_driver PUBLIC
+    source/qxMessage.h
+    auditfileprocessor/include/messenger.h
+    auditfileprocessor/include/afpOptions.h
+    auditfileprocessor/include/commandLine.h
+    auditfileprocessor/include/programDirectory.h
+    auditfileprocessor/include/noFollowFile.h)
+target_link_libraries(afp_driver PRIVATE afp_runtime)
 
 # One compiled catalogue per language, beside the program as it will be installed.
 set(AFP_CATALOGUE_SOURCE ${CMAKE_SOURCE_DIR}/auditfileprocessor/messages/en-us/afpmsg.msg)
@@ -22,6 +29,6 @@ add_custom_target(afp_catalogue ALL DEPENDS ${AFP_CATALOGUE})
 
 if(AFP_TESTS)
     add_executable(afp_driver_tests tests/auditfileprocessor/driverTest.cpp)
-    target_link_libraries(afp_driver_tests PRIVATE afp_driver GTest::gtest_main)
+    target_link_libraries(afp_driver_tests PRIVATE afp_driver afp_runtime GTest::gtest_main)
     gtest_discover_tests(afp_driver_tests DISCOVERY_TIMEOUT 60)
 endif()

@@ -5,7 +5,8 @@ if(AFP_TESTS)
         tests/endToEnd/crashSafetyTest.cpp
         tests/endToEnd/concurrentLoadersTest.cpp
         tests/endToEnd/hostileInputTest.cpp)
-    target_link_libraries(afp_endtoend_tests PRIVATE afp_parser afp_testdatabase GTest::gtest_main)
+    target_link_libraries(afp_endtoend_tests PRIVATE afp_parser afp_testdatabase afp_format
+        GTest::gtest_main)
     target_compile_definitions(afp_endtoend_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>"
         AFP_AUDITGEN="$<TARGET_FILE:qxesauditgen>")

@@ -5,12 +5,17 @@ add_library(afp_format STATIC
     auditfileprocessor/source/auditRecord.cpp
     auditfileprocessor/source/auditInfo.cpp
     auditfileprocessor/source/attributeTree.cpp)
-target_include_directories(afp_format PUBLIC ${CMAKE_SOURCE_DIR}/auditfileprocessor/source)
-target_link_libraries(afp_format PUBLIC afp_encoding)
+afp_headers(afp_format
+    PUBLIC
+        auditfileprocessor/include/auditSupport.h
+        auditfileprocessor/include/auditRecord.h
+        auditfileprocessor/include/auditInfo.h
+    INTERNAL auditfileprocessor/source/attributeTree.h)
+target_link_libraries(afp_format PRIVATE afp_encoding afp_runtime)
 
 if(AFP_TESTS)
     add_executable(afp_format_tests tests/auditfileprocessor/auditFormatTest.cpp)
-    target_link_libraries(afp_format_tests PRIVATE afp_format GTest::gtest_main)
+    target_link_libraries(afp_format_tests PRIVATE afp_format_internals GTest::gtest_main)
     gtest_discover_tests(afp_format_tests DISCOVERY_TIMEOUT 60)
 endif()
 
@@ -30,6 +35,7 @@ if(AFP_TESTS)
     add_executable(afp_auditgen_tests
         tests/tools/qxesauditgenTest.cpp
         tests/tools/stampClockTest.cpp)
-    target_link_libraries(afp_auditgen_tests PRIVATE afp_auditgen GTest::gtest_main)
+    # The shared audit-file helpers of the tests come with the test database.
+    target_link_libraries(afp_auditgen_tests PRIVATE afp_auditgen afp_testdatabase GTest::gtest_main)
     gtest_discover_tests(afp_auditgen_tests DISCOVERY_TIMEOUT 60)
 endif()

@@ -15,10 +15,10 @@ if(AFP_FUZZ)
         target_link_options(${name} PRIVATE -fsanitize=fuzzer,address,undefined)
     endfunction()
 
-    afp_fuzz_target(fuzzFileLoad afp_parser)
+    afp_fuzz_target(fuzzFileLoad afp_parser afp_database)
     target_compile_definitions(fuzzFileLoad PRIVATE AFP_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
     afp_fuzz_target(fuzzUsageDecoder afp_usage afp_driver)
-    afp_fuzz_target(fuzzCharacterReferences afp_encoding afp_driver)
+    afp_fuzz_target(fuzzCharacterReferences afp_encoding afp_driver afp_runtime)
     afp_fuzz_target(fuzzCommandLine afp_driver)
     afp_fuzz_target(fuzzConfigurationFile afp_driver)
 

@@ -16,7 +16,18 @@ add_library(afp_parser STATIC
     auditfileprocessor/source/auditLineReader.cpp
     auditfileprocessor/source/rejectFile.cpp
     auditfileprocessor/source/runStatistics.cpp)
-target_link_libraries(afp_parser PUBLIC afp_rowaccess afp_database afp_usage afp_format afp_driver)
+afp_headers(afp_parser PUBLIC
+    auditfileprocessor/include/parser.h
+    auditfileprocessor/include/auditFileClaim.h
+    auditfileprocessor/include/auditLineCheck.h
+    auditfileprocessor/include/auditLineReader.h
+    auditfileprocessor/include/loadProgress.h
+    auditfileprocessor/include/rejectFile.h
+    auditfileprocessor/include/runStatistics.h
+    auditfileprocessor/include/stopRequest.h)
+target_link_libraries(afp_parser
+    PUBLIC afp_rowaccess afp_driver afp_runtime
+    PRIVATE afp_database afp_usage afp_format afp_encoding)
 
 if(AFP_TESTS)
     add_executable(afp_parser_tests
@@ -25,7 +36,8 @@ if(AFP_TESTS)
         tests/auditfileprocessor/auditFileClaimTest.cpp
         tests/auditfileprocessor/auditLineCheckTest.cpp
         tests/auditfileprocessor/auditLineReaderTest.cpp)
-    target_link_libraries(afp_parser_tests PRIVATE afp_parser afp_testdatabase GTest::gtest_main)
+    target_link_libraries(afp_parser_tests PRIVATE afp_parser afp_testdatabase afp_format
+        GTest::gtest_main)
     # The loading tests also run the built program.
     target_compile_definitions(afp_parser_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>")

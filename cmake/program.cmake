@@ -8,10 +8,17 @@ add_library(afp_runreport STATIC
     auditfileprocessor/source/atomicFile.cpp
     auditfileprocessor/source/runReport.cpp
     auditfileprocessor/source/metricsReport.cpp)
-target_link_libraries(afp_runreport PUBLIC afp_parser PRIVATE nlohmann_json::nlohmann_json)
+afp_headers(afp_runreport PUBLIC
+    auditfileprocessor/include/runOutcome.h
+    auditfileprocessor/include/exitStatus.h
+    auditfileprocessor/include/atomicFile.h
+    auditfileprocessor/include/runReport.h
+    auditfileprocessor/include/metricsReport.h)
+target_link_libraries(afp_runreport PUBLIC afp_parser PRIVATE afp_runtime nlohmann_json::nlohmann_json)
 
 add_executable(qxesauditfileprocessor auditfileprocessor/source/afpmain.cpp)
-target_link_libraries(qxesauditfileprocessor PRIVATE afp_runreport afp_parser)
+target_link_libraries(qxesauditfileprocessor PRIVATE
+    afp_runreport afp_parser afp_database afp_driver afp_usage afp_runtime)
 add_dependencies(qxesauditfileprocessor afp_catalogue)
 # Both programs answer --version with the project's version.
 target_compile_definitions(qxesauditfileprocessor PRIVATE AFP_VERSION="${PROJECT_VERSION}")
@@ -27,7 +34,7 @@ if(AFP_TESTS)
 
     # Scheduled runs end to end: summary, exit status, run reports, secrets.
     add_executable(afp_operability_tests tests/endToEnd/operabilityTest.cpp)
-    target_link_libraries(afp_operability_tests PRIVATE afp_runreport afp_parser afp_testdatabase
+    target_link_libraries(afp_operability_tests PRIVATE afp_runreport afp_testdatabase afp_format
         nlohmann_json::nlohmann_json GTest::gtest_main)
     target_compile_definitions(afp_operability_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>"

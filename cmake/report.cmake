@@ -9,17 +9,18 @@ add_library(afp_report STATIC
     tools/qxesauditreport/svgChart.cpp
     tools/qxesauditreport/textReportWriter.cpp)
 target_include_directories(afp_report PUBLIC ${CMAKE_SOURCE_DIR}/tools/qxesauditreport)
-target_link_libraries(afp_report PUBLIC afp_database)
+target_link_libraries(afp_report PUBLIC afp_database PRIVATE afp_runtime)
 
 add_executable(qxesauditreport tools/qxesauditreport/qxesauditreport.cpp)
-target_link_libraries(qxesauditreport PRIVATE afp_report)
+target_link_libraries(qxesauditreport PRIVATE afp_report afp_database afp_runtime)
 
 if(AFP_TESTS)
     # The figures against direct SQL on both backends, and the page in a browser.
     add_executable(afp_report_tests
         tests/tools/reportFiguresTest.cpp
         tests/tools/reportPageTest.cpp)
-    target_link_libraries(afp_report_tests PRIVATE afp_report afp_testdatabase GTest::gtest_main)
+    target_link_libraries(afp_report_tests PRIVATE afp_report afp_testdatabase afp_format
+        GTest::gtest_main)
     target_compile_definitions(afp_report_tests PRIVATE
         AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>"
         AFP_AUDITGEN="$<TARGET_FILE:qxesauditgen>"

@@ -12,13 +12,30 @@ add_library(afp_rowaccess STATIC
     auditfileprocessor/source/dimUsageTableAccess.cpp
     auditfileprocessor/source/measureUsageTableAccess.cpp
     auditfileprocessor/source/levelUsageTableAccess.cpp)
-target_link_libraries(afp_rowaccess PUBLIC afp_database afp_driver afp_runtime)
+afp_headers(afp_rowaccess PUBLIC
+    auditfileprocessor/include/table.h
+    auditfileprocessor/include/column.h
+    auditfileprocessor/include/tableId.h
+    auditfileprocessor/include/columnData.h
+    auditfileprocessor/include/sqlValueCheck.h
+    auditfileprocessor/include/tableAccess.h
+    auditfileprocessor/include/dispatcherTableAccess.h
+    auditfileprocessor/include/sessionTableAccess.h
+    auditfileprocessor/include/requestTableAccess.h
+    auditfileprocessor/include/adminSourceTableAccess.h
+    auditfileprocessor/include/userSourceTableAccess.h
+    auditfileprocessor/include/dimUsageTableAccess.h
+    auditfileprocessor/include/measureUsageTableAccess.h
+    auditfileprocessor/include/levelUsageTableAccess.h)
+target_link_libraries(afp_rowaccess PUBLIC afp_database PRIVATE afp_driver afp_runtime)
 
 if(AFP_TESTS)
     # Value checks and statement text, then the accessors against real SQLite
     # and PostgreSQL databases, over the catalogue that the loader reads.
     add_executable(afp_rowaccess_tests tests/auditfileprocessor/rowAccessTest.cpp)
-    target_link_libraries(afp_rowaccess_tests PRIVATE afp_parser afp_testdatabase
-        GTest::gtest_main)
+    # Only the Parser reads the table catalogue from the database so far, so the
+    # accessor tests still need it.
+    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_parser afp_driver
+        afp_runtime afp_testdatabase GTest::gtest_main)
     gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
 endif()

@@ -8,3 +8,14 @@ add_library(afp_runtime STATIC
     source/splitPath.cpp
     source/processingLocale.cpp
     auditfileprocessor/source/programGlobals.cpp)
+afp_headers(afp_runtime PUBLIC
+    source/cppWebException.h
+    source/exceptionLocation.h
+    source/krlAssertError.h
+    source/rdxSqlException.h
+    source/fileDescriptor.h
+    source/fileTools.h
+    source/which.h
+    source/splitPath.h
+    source/processingLocale.h
+    auditfileprocessor/include/programGlobals.h)

@@ -1,9 +1,10 @@
 #include "qxMessage.h"
 
-#include <cstdio>
-#include <cstring>
+#include <iconv.h>
+#include <strings.h>
 
-#include "ConversionUtils.h"
+#include <cerrno>
+#include <cstdio>
 
 namespace {
 
@@ -12,6 +13,41 @@ constexpr int kMessageSet = 1;
 
 bool IsUtf8(const std::string& encoding) {
     return strcasecmp(encoding.c_str(), "UTF-8") == 0 || strcasecmp(encoding.c_str(), "UTF8") == 0;
+}
+
+// Messages convert with the C library alone: the support library stays below
+// the encoding layer. What `encoding` cannot show becomes "?"; an encoding
+// that iconv does not know leaves the text in UTF-8.
+std::string FromUtf8(const std::string& text, const std::string& encoding) {
+    iconv_t converter = iconv_open(encoding.c_str(), "UTF-8");
+    if (converter == reinterpret_cast<iconv_t>(-1)) {
+        return text;
+    }
+    std::string converted;
+    char* input = const_cast<char*>(text.data());
+    size_t inputLeft = text.size();
+    char buffer[256];
+    while (inputLeft > 0) {
+        char* output = buffer;
+        size_t outputLeft = sizeof buffer;
+        const bool failed =
+            iconv(converter, &input, &inputLeft, &output, &outputLeft) == static_cast<size_t>(-1);
+        converted.append(buffer, output - buffer);
+        if (failed && errno != E2BIG) {
+            converted += '?';
+            // On past the whole UTF-8 sequence that could not be converted.
+            do {
+                ++input;
+                --inputLeft;
+            } while (inputLeft > 0 && (*input & 0xC0) == 0x80);
+        }
+    }
+    char* output = buffer;
+    size_t outputLeft = sizeof buffer;
+    iconv(converter, nullptr, nullptr, &output, &outputLeft);
+    converted.append(buffer, output - buffer);
+    iconv_close(converter);
+    return converted;
 }
 
 }  // namespace
@@ -62,7 +98,7 @@ bool QXMessage::GetMessage(std::string& text, int number) {
     }
     text = found;
     if (!IsUtf8(m_encoding)) {
-        UTF8DecodeString(text, m_encoding);
+        text = FromUtf8(text, m_encoding);
     }
     return true;
 }

@@ -5,13 +5,17 @@
 #include <cstring>
 
 #include "changeEncodingUtils.h"
-#include "cppWebException.h"
+#include "conversionError.h"
 #include "krlAssertError.h"
 
 namespace {
 
 const char kSourceFile[] = "qxappshared/source/ConversionUtils";
-const int kConversionErrorCode = 1050;
+
+// strcasecmp: 0 when the two names are equal ignoring ASCII case.
+int compareNoCase(const char* left, const char* right) {
+    return strcasecmp(left, right);
+}
 
 // Runs a conversion that reports "buffer too small" again with a larger
 // buffer until it fits; the buffers only ever grow, in whole steps.
@@ -142,20 +146,6 @@ class ReferenceDecoder {
 };
 
 }  // namespace
-
-void throwConversionError(const char* text, int line, const char* function) {
-    throw CPPWebException(kConversionErrorCode, text, 1,
-                          ExceptionLocation{kSourceFile, line, function, "KRL_THROW"});
-}
-
-int compareNoCase(const char* left, const char* right) {
-    return strcasecmp(left, right);
-}
-
-void outputCallback(char* substitute, int* length) {
-    substitute[0] = '?';
-    *length = 1;
-}
 
 void changeEncoding(const char* input, long length, const char* fromEncoding,
                     const char* toEncoding, std::string* output, void (*callback)(void*, char*),

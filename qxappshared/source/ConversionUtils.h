@@ -31,13 +31,3 @@ void UTF8DecodeString(std::string& text, const std::string& toEncoding);
 // ("&#x20ac;" is understood as the euro sign). A reference with no digits, the
 // value 0, a surrogate or a value beyond U+10FFFF becomes "?".
 void decodeUnicodeEscapeSequences(std::string& text, const std::string& encoding);
-
-// The substitute for characters that the target encoding cannot represent: "?".
-void outputCallback(char* substitute, int* length);
-
-// strcasecmp: 0 when the two names are equal ignoring ASCII case.
-int compareNoCase(const char* left, const char* right);
-
-// Throws the conversion error 1050 with `text`, located at `line` of the
-// conversion source.
-[[noreturn]] void throwConversionError(const char* text, int line, const char* function);

@@ -3,7 +3,17 @@
 #include <climits>
 #include <new>
 
-#include "ConversionUtils.h"
+#include "conversionError.h"
+
+namespace {
+
+// Characters that the target encoding cannot represent become "?".
+void substituteQuestionMark(char* substitute, int* length) {
+    substitute[0] = '?';
+    *length = 1;
+}
+
+}  // namespace
 
 I18NConverter* ChangeEncodingUtilsData::getI18NConverter(const std::string& encoding) {
     auto found = m_converters.find(encoding);
@@ -11,7 +21,7 @@ I18NConverter* ChangeEncodingUtilsData::getI18NConverter(const std::string& enco
         return found->second.get();
     }
     std::unique_ptr<I18NConverter> converter(new (std::nothrow)
-                                                 I18NConverter(encoding, outputCallback));
+                                                 I18NConverter(encoding, substituteQuestionMark));
     if (!converter || !converter->isOpen()) {
         return nullptr;
     }

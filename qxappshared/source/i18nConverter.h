@@ -3,7 +3,7 @@
 // over the C library's iconv. A name iconv does not know falls back to UTF-8.
 // Bytes that are not valid in the source become "?"; characters that the
 // target cannot represent are replaced by what the substitution callback gives.
-//   I18NConverter latin1("ISO-8859-1", outputCallback);
+//   I18NConverter latin1("ISO-8859-1", [](char* s, int* n) { s[0] = '?'; *n = 1; });
 //   int status = kI18NOk;
 //   size_t needed = 0;
 //   size_t n = latin1.toUnicode(buffer, sizeof buffer, "caf\xe9", 4, &status, &needed);
