@@ -20,6 +20,7 @@ class DispatcherTableAccess final : public TableAccess {
     int Select(SQLDB* db) const override;
     void GetColumnCollectionValues(std::vector<ColumnData>& col) const override;
     void SetColumnCollectionValues(const std::vector<ColumnData>& col) override;
+    ColumnList Columns() const override;
 
     // The row, in the table's column order.
     ColumnData m_serverStartDateTime;  // SERVER_START_DATE_TIME, date, key

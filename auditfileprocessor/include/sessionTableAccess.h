@@ -19,6 +19,7 @@ class SessionTableAccess final : public TableAccess {
     int Select(SQLDB* db) const override;
     void GetColumnCollectionValues(std::vector<ColumnData>& col) const override;
     void SetColumnCollectionValues(const std::vector<ColumnData>& col) override;
+    ColumnList Columns() const override;
 
     // The row, in the table's column order.
     ColumnData m_sessionId;  // SESSION_ID, text, key

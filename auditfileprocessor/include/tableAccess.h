@@ -37,6 +37,11 @@ class TableAccess {
     // Takes the values of `col`, which must hold exactly the table's columns in order.
     virtual void SetColumnCollectionValues(const std::vector<ColumnData>& col) = 0;
 
+    // The accessor's own columns, in table order: what the row operations
+    // read, without copying a value.
+    using ColumnList = std::vector<const ColumnData*>;
+    virtual ColumnList Columns() const = 0;
+
     const Table* GetTable() const { return m_table; }
 
     // Inserts the accessor's row like Insert(), without waiting for the
@@ -45,10 +50,9 @@ class TableAccess {
     bool InsertAhead(SQLDB* db);
 
     // The row operations behind the accessors' own.
-    bool Insert(SQLDB* db, const std::vector<ColumnData>& row);
-    bool Update(SQLDB* db, const std::vector<ColumnData>& newValues,
-                const std::vector<ColumnData>& keyRow);
-    int Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const;
+    bool Insert(SQLDB* db, const ColumnList& row);
+    bool Update(SQLDB* db, const ColumnList& newValues, const ColumnList& keyRow);
+    int Select(SQLDB* db, const ColumnList& keyRow) const;
 
     // True for every column but the keys; the keys form WHERE clauses.
     static bool WhereCond(const ColumnData& column);
@@ -100,15 +104,14 @@ class TableAccess {
     TableAccess& operator=(const TableAccess&) = default;
 
     // The accessors' collections: copy the members out, or take values in.
-    static void CopyColumnsOut(std::vector<ColumnData>& col,
-                               std::initializer_list<const ColumnData*> members);
+    static void CopyColumnsOut(std::vector<ColumnData>& col, const ColumnList& members);
     static void CopyColumnsIn(const std::vector<ColumnData>& col,
                               std::initializer_list<ColumnData*> members);
 
   private:
     enum class Clause { kInsert, kSet, kWhere };
 
-    bool InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool ahead);
+    bool InsertRow(SQLDB* db, const ColumnList& row, bool ahead);
     // Checks one column, appends its literal in the clause's form, and its
     // placeholder to the clause's shape with its value to `bound`; false when
     // its value must not reach the database.
@@ -119,7 +122,7 @@ class TableAccess {
                            const std::string& value, bool isLast, std::string& scratch) const;
     // Appends the WHERE clause of the key columns of `keyRow` in both forms.
     bool AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
-                     const std::vector<ColumnData>& keyRow, std::string& scratch) const;
+                     const ColumnList& keyRow, std::string& scratch) const;
     // Cuts an over-long ordinary text to its column's width, or raises
     // CPPWebException code 1 for an over-long key or reference.
     void CheckTextWidth(const Table* table, const std::string& columnName, std::string& value,

@@ -8,27 +8,23 @@ AdminSourceTableAccess::AdminSourceTableAccess(const Table* table)
       m_sourceType("SOURCE_TYPE", ColumnType::kText, ColumnKey::kOrdinary) {}
 
 bool AdminSourceTableAccess::Insert(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return TableAccess::Insert(db, row);
+    return TableAccess::Insert(db, Columns());
 }
 
 bool AdminSourceTableAccess::Update(SQLDB* db, const TableAccess& newValues) {
-    std::vector<ColumnData> newRow;
-    newValues.GetColumnCollectionValues(newRow);
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Update(db, newRow, keyRow);
+    return TableAccess::Update(db, newValues.Columns(), Columns());
 }
 
 int AdminSourceTableAccess::Select(SQLDB* db) const {
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Select(db, keyRow);
+    return TableAccess::Select(db, Columns());
 }
 
 void AdminSourceTableAccess::GetColumnCollectionValues(std::vector<ColumnData>& col) const {
-    CopyColumnsOut(col, {&m_sessionId, &m_requestId, &m_sourceName, &m_sourceType});
+    CopyColumnsOut(col, Columns());
+}
+
+TableAccess::ColumnList AdminSourceTableAccess::Columns() const {
+    return {&m_sessionId, &m_requestId, &m_sourceName, &m_sourceType};
 }
 
 void AdminSourceTableAccess::SetColumnCollectionValues(const std::vector<ColumnData>& col) {

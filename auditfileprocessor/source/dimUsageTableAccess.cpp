@@ -9,27 +9,23 @@ DimUsageTableAccess::DimUsageTableAccess(const Table* table)
       m_dimCount("DIM_COUNT", ColumnType::kNumeric, ColumnKey::kOrdinary) {}
 
 bool DimUsageTableAccess::Insert(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return TableAccess::Insert(db, row);
+    return TableAccess::Insert(db, Columns());
 }
 
 bool DimUsageTableAccess::Update(SQLDB* db, const TableAccess& newValues) {
-    std::vector<ColumnData> newRow;
-    newValues.GetColumnCollectionValues(newRow);
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Update(db, newRow, keyRow);
+    return TableAccess::Update(db, newValues.Columns(), Columns());
 }
 
 int DimUsageTableAccess::Select(SQLDB* db) const {
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Select(db, keyRow);
+    return TableAccess::Select(db, Columns());
 }
 
 void DimUsageTableAccess::GetColumnCollectionValues(std::vector<ColumnData>& col) const {
-    CopyColumnsOut(col, {&m_sessionId, &m_requestId, &m_dimCode, &m_dimName, &m_dimCount});
+    CopyColumnsOut(col, Columns());
+}
+
+TableAccess::ColumnList DimUsageTableAccess::Columns() const {
+    return {&m_sessionId, &m_requestId, &m_dimCode, &m_dimName, &m_dimCount};
 }
 
 void DimUsageTableAccess::SetColumnCollectionValues(const std::vector<ColumnData>& col) {

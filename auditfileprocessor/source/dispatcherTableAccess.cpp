@@ -11,28 +11,24 @@ DispatcherTableAccess::DispatcherTableAccess(const Table* table)
       m_logfileGeneration("LOGFILE_GENERATION", ColumnType::kNumeric, ColumnKey::kOrdinary) {}
 
 bool DispatcherTableAccess::Insert(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return TableAccess::Insert(db, row);
+    return TableAccess::Insert(db, Columns());
 }
 
 bool DispatcherTableAccess::Update(SQLDB* db, const TableAccess& newValues) {
-    std::vector<ColumnData> newRow;
-    newValues.GetColumnCollectionValues(newRow);
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Update(db, newRow, keyRow);
+    return TableAccess::Update(db, newValues.Columns(), Columns());
 }
 
 int DispatcherTableAccess::Select(SQLDB* db) const {
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Select(db, keyRow);
+    return TableAccess::Select(db, Columns());
 }
 
 void DispatcherTableAccess::GetColumnCollectionValues(std::vector<ColumnData>& col) const {
-    CopyColumnsOut(col, {&m_serverStartDateTime, &m_machineName, &m_machinePort, &m_timeZone,
-                         &m_qxesVersion, &m_logfileVersion, &m_logfileGeneration});
+    CopyColumnsOut(col, Columns());
+}
+
+TableAccess::ColumnList DispatcherTableAccess::Columns() const {
+    return {&m_serverStartDateTime, &m_machineName,    &m_machinePort,      &m_timeZone,
+            &m_qxesVersion,         &m_logfileVersion, &m_logfileGeneration};
 }
 
 void DispatcherTableAccess::SetColumnCollectionValues(const std::vector<ColumnData>& col) {

@@ -10,28 +10,23 @@ LevelUsageTableAccess::LevelUsageTableAccess(const Table* table)
       m_levelCount("LEVEL_COUNT", ColumnType::kNumeric, ColumnKey::kOrdinary) {}
 
 bool LevelUsageTableAccess::Insert(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return TableAccess::Insert(db, row);
+    return TableAccess::Insert(db, Columns());
 }
 
 bool LevelUsageTableAccess::Update(SQLDB* db, const TableAccess& newValues) {
-    std::vector<ColumnData> newRow;
-    newValues.GetColumnCollectionValues(newRow);
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Update(db, newRow, keyRow);
+    return TableAccess::Update(db, newValues.Columns(), Columns());
 }
 
 int LevelUsageTableAccess::Select(SQLDB* db) const {
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Select(db, keyRow);
+    return TableAccess::Select(db, Columns());
 }
 
 void LevelUsageTableAccess::GetColumnCollectionValues(std::vector<ColumnData>& col) const {
-    CopyColumnsOut(
-        col, {&m_sessionId, &m_requestId, &m_dimCode, &m_levelCode, &m_levelName, &m_levelCount});
+    CopyColumnsOut(col, Columns());
+}
+
+TableAccess::ColumnList LevelUsageTableAccess::Columns() const {
+    return {&m_sessionId, &m_requestId, &m_dimCode, &m_levelCode, &m_levelName, &m_levelCount};
 }
 
 void LevelUsageTableAccess::SetColumnCollectionValues(const std::vector<ColumnData>& col) {

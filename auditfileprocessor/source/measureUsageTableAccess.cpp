@@ -9,28 +9,23 @@ MeasureUsageTableAccess::MeasureUsageTableAccess(const Table* table)
       m_measureCount("MEASURE_COUNT", ColumnType::kNumeric, ColumnKey::kOrdinary) {}
 
 bool MeasureUsageTableAccess::Insert(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return TableAccess::Insert(db, row);
+    return TableAccess::Insert(db, Columns());
 }
 
 bool MeasureUsageTableAccess::Update(SQLDB* db, const TableAccess& newValues) {
-    std::vector<ColumnData> newRow;
-    newValues.GetColumnCollectionValues(newRow);
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Update(db, newRow, keyRow);
+    return TableAccess::Update(db, newValues.Columns(), Columns());
 }
 
 int MeasureUsageTableAccess::Select(SQLDB* db) const {
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Select(db, keyRow);
+    return TableAccess::Select(db, Columns());
 }
 
 void MeasureUsageTableAccess::GetColumnCollectionValues(std::vector<ColumnData>& col) const {
-    CopyColumnsOut(col,
-                   {&m_sessionId, &m_requestId, &m_measureCode, &m_measureName, &m_measureCount});
+    CopyColumnsOut(col, Columns());
+}
+
+TableAccess::ColumnList MeasureUsageTableAccess::Columns() const {
+    return {&m_sessionId, &m_requestId, &m_measureCode, &m_measureName, &m_measureCount};
 }
 
 void MeasureUsageTableAccess::SetColumnCollectionValues(const std::vector<ColumnData>& col) {

@@ -18,30 +18,29 @@ RequestTableAccess::RequestTableAccess(const Table* table)
       m_serverStartDateTime("SERVER_START_DATE_TIME", ColumnType::kDate, ColumnKey::kReference) {}
 
 bool RequestTableAccess::Insert(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return TableAccess::Insert(db, row);
+    return TableAccess::Insert(db, Columns());
 }
 
 bool RequestTableAccess::Update(SQLDB* db, const TableAccess& newValues) {
-    std::vector<ColumnData> newRow;
-    newValues.GetColumnCollectionValues(newRow);
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Update(db, newRow, keyRow);
+    return TableAccess::Update(db, newValues.Columns(), Columns());
 }
 
 int RequestTableAccess::Select(SQLDB* db) const {
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Select(db, keyRow);
+    return TableAccess::Select(db, Columns());
 }
 
 void RequestTableAccess::GetColumnCollectionValues(std::vector<ColumnData>& col) const {
-    CopyColumnsOut(col,
-                   {&m_sessionId, &m_requestId, &m_startDateTime, &m_endDateTime, &m_requestStatus,
-                    &m_userClass, &m_redispatch, &m_requestType, &m_action, &m_mirrors, &m_message,
-                    &m_machineName, &m_machinePort, &m_serverStartDateTime});
+    CopyColumnsOut(col, Columns());
+}
+
+TableAccess::ColumnList RequestTableAccess::Columns() const {
+    return {&m_sessionId,     &m_requestId,
+            &m_startDateTime, &m_endDateTime,
+            &m_requestStatus, &m_userClass,
+            &m_redispatch,    &m_requestType,
+            &m_action,        &m_mirrors,
+            &m_message,       &m_machineName,
+            &m_machinePort,   &m_serverStartDateTime};
 }
 
 void RequestTableAccess::SetColumnCollectionValues(const std::vector<ColumnData>& col) {

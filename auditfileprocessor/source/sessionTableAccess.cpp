@@ -6,27 +6,23 @@ SessionTableAccess::SessionTableAccess(const Table* table)
       m_userName("USER_NAME", ColumnType::kText, ColumnKey::kOrdinary) {}
 
 bool SessionTableAccess::Insert(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return TableAccess::Insert(db, row);
+    return TableAccess::Insert(db, Columns());
 }
 
 bool SessionTableAccess::Update(SQLDB* db, const TableAccess& newValues) {
-    std::vector<ColumnData> newRow;
-    newValues.GetColumnCollectionValues(newRow);
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Update(db, newRow, keyRow);
+    return TableAccess::Update(db, newValues.Columns(), Columns());
 }
 
 int SessionTableAccess::Select(SQLDB* db) const {
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Select(db, keyRow);
+    return TableAccess::Select(db, Columns());
 }
 
 void SessionTableAccess::GetColumnCollectionValues(std::vector<ColumnData>& col) const {
-    CopyColumnsOut(col, {&m_sessionId, &m_userName});
+    CopyColumnsOut(col, Columns());
+}
+
+TableAccess::ColumnList SessionTableAccess::Columns() const {
+    return {&m_sessionId, &m_userName};
 }
 
 void SessionTableAccess::SetColumnCollectionValues(const std::vector<ColumnData>& col) {

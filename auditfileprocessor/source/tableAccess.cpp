@@ -88,17 +88,15 @@ SqlColType TableAccess::NumericColumnType(const std::string& columnName) const {
     return kSqlColBigInt;
 }
 
-bool TableAccess::Insert(SQLDB* db, const std::vector<ColumnData>& row) {
+bool TableAccess::Insert(SQLDB* db, const ColumnList& row) {
     return InsertRow(db, row, false);
 }
 
 bool TableAccess::InsertAhead(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return InsertRow(db, row, true);
+    return InsertRow(db, Columns(), true);
 }
 
-bool TableAccess::InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool ahead) {
+bool TableAccess::InsertRow(SQLDB* db, const ColumnList& row, bool ahead) {
     UseDialectOf(db);
     m_refusedColumn.clear();
     // The literal text and the shape share the head; reserving room up front
@@ -109,7 +107,7 @@ bool TableAccess::InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool 
     head += TableName();
     head += '(';
     for (size_t i = 0; i < row.size(); ++i) {
-        head += row[i].GetName();
+        head += row[i]->GetName();
         if (i + 1 < row.size()) {
             head += kListSeparator;
         }
@@ -123,7 +121,7 @@ bool TableAccess::InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool 
     bool valid = true;
     std::string scratch;
     for (size_t i = 0; i < row.size(); ++i) {
-        valid = AppendLiteral(literal, shape, bound, Clause::kInsert, row[i], i + 1 == row.size(),
+        valid = AppendLiteral(literal, shape, bound, Clause::kInsert, *row[i], i + 1 == row.size(),
                               scratch) &&
                 valid;
     }
@@ -150,13 +148,12 @@ bool TableAccess::InsertRow(SQLDB* db, const std::vector<ColumnData>& row, bool 
     return false;
 }
 
-bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
-                         const std::vector<ColumnData>& keyRow) {
-    std::vector<const ColumnData*> setColumns;
+bool TableAccess::Update(SQLDB* db, const ColumnList& newValues, const ColumnList& keyRow) {
+    ColumnList setColumns;
     setColumns.reserve(newValues.size());
-    for (const ColumnData& column : newValues) {
-        if (!SetCond(column)) {
-            setColumns.push_back(&column);
+    for (const ColumnData* column : newValues) {
+        if (!SetCond(*column)) {
+            setColumns.push_back(column);
         }
     }
     if (setColumns.empty()) {
@@ -188,7 +185,7 @@ bool TableAccess::Update(SQLDB* db, const std::vector<ColumnData>& newValues,
     return ExecuteUpdateSQLStatement(db, bound);
 }
 
-int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const {
+int TableAccess::Select(SQLDB* db, const ColumnList& keyRow) const {
     UseDialectOf(db);
     m_refusedColumn.clear();
     // Callers only ask whether the row exists, so one column is enough.
@@ -209,12 +206,12 @@ int TableAccess::Select(SQLDB* db, const std::vector<ColumnData>& keyRow) const 
 }
 
 bool TableAccess::AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
-                              const std::vector<ColumnData>& keyRow, std::string& scratch) const {
-    std::vector<const ColumnData*> keyColumns;
+                              const ColumnList& keyRow, std::string& scratch) const {
+    ColumnList keyColumns;
     keyColumns.reserve(keyRow.size());
-    for (const ColumnData& column : keyRow) {
-        if (!WhereCond(column)) {
-            keyColumns.push_back(&column);
+    for (const ColumnData* column : keyRow) {
+        if (!WhereCond(*column)) {
+            keyColumns.push_back(column);
         }
     }
     bool valid = true;
@@ -493,8 +490,7 @@ void TableAccess::WriteSQLStatementToFile(const std::string& statement, FILE* st
     }
 }
 
-void TableAccess::CopyColumnsOut(std::vector<ColumnData>& col,
-                                 std::initializer_list<const ColumnData*> members) {
+void TableAccess::CopyColumnsOut(std::vector<ColumnData>& col, const ColumnList& members) {
     col.clear();
     col.reserve(members.size());
     for (const ColumnData* member : members) {

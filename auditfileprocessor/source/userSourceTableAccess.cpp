@@ -8,27 +8,23 @@ UserSourceTableAccess::UserSourceTableAccess(const Table* table)
       m_sourceFilename("SOURCE_FILENAME", ColumnType::kText, ColumnKey::kOrdinary) {}
 
 bool UserSourceTableAccess::Insert(SQLDB* db) {
-    std::vector<ColumnData> row;
-    GetColumnCollectionValues(row);
-    return TableAccess::Insert(db, row);
+    return TableAccess::Insert(db, Columns());
 }
 
 bool UserSourceTableAccess::Update(SQLDB* db, const TableAccess& newValues) {
-    std::vector<ColumnData> newRow;
-    newValues.GetColumnCollectionValues(newRow);
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Update(db, newRow, keyRow);
+    return TableAccess::Update(db, newValues.Columns(), Columns());
 }
 
 int UserSourceTableAccess::Select(SQLDB* db) const {
-    std::vector<ColumnData> keyRow;
-    GetColumnCollectionValues(keyRow);
-    return TableAccess::Select(db, keyRow);
+    return TableAccess::Select(db, Columns());
 }
 
 void UserSourceTableAccess::GetColumnCollectionValues(std::vector<ColumnData>& col) const {
-    CopyColumnsOut(col, {&m_sessionId, &m_sourceName, &m_sourceType, &m_sourceFilename});
+    CopyColumnsOut(col, Columns());
+}
+
+TableAccess::ColumnList UserSourceTableAccess::Columns() const {
+    return {&m_sessionId, &m_sourceName, &m_sourceType, &m_sourceFilename};
 }
 
 void UserSourceTableAccess::SetColumnCollectionValues(const std::vector<ColumnData>& col) {

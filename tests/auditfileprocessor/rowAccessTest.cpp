@@ -208,11 +208,15 @@ TEST_P(AccessorsTest, CatalogueDescribesEveryAuditTableAndTheAccessorsFollowIt) 
         for (ColumnData& c : row) {
             c.SetValue(c.GetType() == ColumnType::kDate ? "2011-03-04 17:05:09" : "1");
         }
+        TableAccess::ColumnList columns;
+        for (const ColumnData& c : row) {
+            columns.push_back(&c);
+        }
         SessionTableAccess accessor(table(t));
         TableAccess& access = accessor;
-        access.Insert(nullptr, row);
-        access.Update(nullptr, row, row);
-        access.Select(nullptr, row);
+        access.Insert(nullptr, columns);
+        access.Update(nullptr, columns, columns);
+        access.Select(nullptr, columns);
     }
     const std::regex sessionKey(
         "^(INSERT INTO \\w+\\(SESSION_ID, .*|.* WHERE SESSION_ID='1'( AND .*)?)$");
