@@ -28,7 +28,7 @@ class ColumnData {
     // The text that stands for the SQL null; it is never quoted.
     static const std::string kNull;
 
-    ColumnData(const std::string& name, ColumnType type, ColumnKey key);
+    ColumnData(std::string name, ColumnType type, ColumnKey key);
     ColumnData(const ColumnData& rhs) = default;
     // Copies the value only; asserts that both sides describe the same column.
     ColumnData& operator=(const ColumnData& rhs);

@@ -1,11 +1,13 @@
 #include "columnData.h"
 
+#include <utility>
+
 #include "krlAssertError.h"
 
 const std::string ColumnData::kNull = "NULL";
 
-ColumnData::ColumnData(const std::string& name, ColumnType type, ColumnKey key)
-    : m_name(name), m_type(type), m_key(key), m_value(kNull) {}
+ColumnData::ColumnData(std::string name, ColumnType type, ColumnKey key)
+    : m_name(std::move(name)), m_type(type), m_key(key), m_value(kNull) {}
 
 ColumnData& ColumnData::operator=(const ColumnData& rhs) {
     // A row is copied position by position; a mismatch means the two rows do
