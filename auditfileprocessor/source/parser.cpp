@@ -2,8 +2,8 @@
 
 #include <utility>
 
-Parser::Parser(AFPOptions options, SQLDB* db, const std::string& programDir)
-    : db(db), options(std::move(options)), programDir(programDir) {
+Parser::Parser(AFPOptions runOptions, SQLDB* database, const std::string& programDirectory)
+    : db(database), options(std::move(runOptions)), programDir(programDirectory) {
     CreateAuditDBTableMap();
     DescribeAuditDBTables();
 }
