@@ -29,7 +29,7 @@ struct SqlDA;
 
 class Parser {
   public:
-    Parser(AFPOptions runOptions, SQLDB* database, const std::string& programDirectory);
+    Parser(const AFPOptions& runOptions, SQLDB* database, const std::string& programDirectory);
     ~Parser();
     Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;

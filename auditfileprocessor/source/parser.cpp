@@ -1,9 +1,7 @@
 #include "parser.h"
 
-#include <utility>
-
-Parser::Parser(AFPOptions runOptions, SQLDB* database, const std::string& programDirectory)
-    : db(database), options(std::move(runOptions)), programDir(programDirectory) {
+Parser::Parser(const AFPOptions& runOptions, SQLDB* database, const std::string& programDirectory)
+    : db(database), options(runOptions), programDir(programDirectory) {
     CreateAuditDBTableMap();
     DescribeAuditDBTables();
 }
