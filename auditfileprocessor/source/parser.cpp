@@ -2,12 +2,11 @@
 
 Parser::Parser(const AFPOptions& runOptions, SQLDB* database, const std::string& programDirectory)
     : db(database), options(runOptions), programDir(programDirectory) {
-    CreateAuditDBTableMap();
-    DescribeAuditDBTables();
+    m_catalogue.Describe(db);
 }
 
 Parser::~Parser() = default;
 
 Table* Parser::TableFor(TableId id) {
-    return tables[id].get();
+    return m_catalogue.TableFor(id);
 }
