@@ -1,4 +1,4 @@
-# The loading loop: directory scan, file load, line dispatch, table catalogue.
+# The loading loop: directory scan, file load, line dispatch.
 # The event handlers add their sources to this library (cmake/handlers.cmake).
 add_library(afp_parser STATIC
     auditfileprocessor/source/auditFileClaim.cpp
@@ -8,7 +8,6 @@ add_library(afp_parser STATIC
     auditfileprocessor/source/parserDispatch.cpp
     auditfileprocessor/source/parserFile.cpp
     auditfileprocessor/source/parserLine.cpp
-    auditfileprocessor/source/parserTableCatalogue.cpp
     auditfileprocessor/source/parserLineHandling.cpp
     auditfileprocessor/source/parserBatch.cpp
     auditfileprocessor/source/loadProgress.cpp

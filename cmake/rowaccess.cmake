@@ -1,8 +1,9 @@
-# Row access: column values, statement building with SQL literals, and one
-# accessor per audit table.
+# Row access: the table catalogue, column values, statement building with SQL
+# literals, and one accessor per audit table.
 add_library(afp_rowaccess STATIC
     auditfileprocessor/source/columnData.cpp
     auditfileprocessor/source/sqlValueCheck.cpp
+    auditfileprocessor/source/tableCatalogue.cpp
     auditfileprocessor/source/tableAccess.cpp
     auditfileprocessor/source/dispatcherTableAccess.cpp
     auditfileprocessor/source/sessionTableAccess.cpp
@@ -16,6 +17,7 @@ afp_headers(afp_rowaccess PUBLIC
     auditfileprocessor/include/table.h
     auditfileprocessor/include/column.h
     auditfileprocessor/include/tableId.h
+    auditfileprocessor/include/tableCatalogue.h
     auditfileprocessor/include/columnData.h
     auditfileprocessor/include/sqlValueCheck.h
     auditfileprocessor/include/tableAccess.h
@@ -33,9 +35,7 @@ if(AFP_TESTS)
     # Value checks and statement text, then the accessors against real SQLite
     # and PostgreSQL databases, over the catalogue that the loader reads.
     add_executable(afp_rowaccess_tests tests/auditfileprocessor/rowAccessTest.cpp)
-    # Only the Parser reads the table catalogue from the database so far, so the
-    # accessor tests still need it.
-    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_parser afp_driver
-        afp_runtime afp_testdatabase GTest::gtest_main)
+    target_link_libraries(afp_rowaccess_tests PRIVATE afp_rowaccess afp_driver afp_runtime
+        afp_testdatabase GTest::gtest_main)
     gtest_discover_tests(afp_rowaccess_tests DISCOVERY_TIMEOUT 60)
 endif()

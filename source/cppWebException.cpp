@@ -13,8 +13,9 @@ CPPWebException::CPPWebException(int errorCode, std::string text, int severity,
     : m_errorCode(errorCode),
       m_text(std::move(text)),
       m_severity(severity),
-      m_backTrace{std::move(where)},
-      m_what(m_text.empty() ? "error code " + std::to_string(errorCode) : m_text) {}
+      m_what(m_text.empty() ? "error code " + std::to_string(errorCode) : m_text) {
+    m_backTrace.push_back(std::move(where));
+}
 
 void CPPWebException::addLocation(ExceptionLocation where) {
     m_backTrace.push_back(std::move(where));

@@ -110,7 +110,7 @@ void qxdsUsageInfoHelper::buildUsageArray(
 
 void qxdsUsageInfoHelper::generateUsageArrayAsXMLFragment(
     const std::vector<std::vector<CodeNameValueTuple>>& usageArray, std::string& xml) {
-    KRL_ASSERT(usageArray.size(), kSourceFile, 120);
+    KRL_ASSERT(!usageArray.empty(), kSourceFile, 120);
 
     const std::vector<CodeNameValueTuple>& dimensions = usageArray.front();
     const std::vector<CodeNameValueTuple>& measures = usageArray.back();

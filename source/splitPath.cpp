@@ -1,7 +1,7 @@
 #include "splitPath.h"
 
-void _splitpath(const std::string& path, std::string* drive, std::string* directory,
-                std::string* fileName, std::string* extension) {
+void SplitPath(const std::string& path, std::string* drive, std::string* directory,
+               std::string* fileName, std::string* extension) {
     const size_t lastSlash = path.rfind('/');
     const size_t nameStart = lastSlash == std::string::npos ? 0 : lastSlash + 1;
     const std::string name = path.substr(nameStart);

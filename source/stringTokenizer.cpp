@@ -2,8 +2,8 @@
 
 #include <functional>
 
-StringTokenizer::StringTokenizer(const char* begin, const char* end, std::string separators,
-                                 std::string escapes)
+StringTokenizer::StringTokenizer(const char* begin, const char* end, const std::string& separators,
+                                 const std::string& escapes)
     : m_current(begin), m_end(end) {
     // std::less gives a total order even for pointers into different objects.
     if (begin == nullptr || end == nullptr || std::less<const char*>()(end, begin)) {

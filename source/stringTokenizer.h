@@ -29,8 +29,8 @@ class StringTokenizer {
 
     // Reads [begin, end), which must stay alive and unchanged while tokens are
     // read. A null or reversed range is read as an empty text.
-    StringTokenizer(const char* begin, const char* end, std::string separators,
-                    std::string escapes);
+    StringTokenizer(const char* begin, const char* end, const std::string& separators,
+                    const std::string& escapes);
 
     // True while unread characters remain, separators included: a text that ends
     // with a separator therefore yields one last empty token.

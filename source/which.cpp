@@ -52,7 +52,9 @@ const char* which(const char* name) {
         }
         const std::string directory = directories.substr(start, end - start);
         if (!directory.empty()) {
-            const std::string candidate = directory + "/" + program;
+            std::string candidate = directory;
+            candidate += '/';
+            candidate += program;
             if (IsExecutableFile(candidate)) {
                 return KeepInBuffer(candidate);
             }

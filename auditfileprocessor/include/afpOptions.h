@@ -17,11 +17,11 @@ extern const std::string kAFPConfigFileName;
 class AFPOptions {
   public:
     AFPOptions();
-    AFPOptions(const std::string& dbName, const std::string& dbType, const std::string& dbConnect,
-               const std::string& dbUser, const std::string& dbPassword,
-               const std::string& auditLocation, const std::string& sqlDumpFile,
-               const std::string& errorLogFile, const int& transactionRowCount,
-               const bool& stopOnAllErrors);
+    AFPOptions(const std::string& databaseName, const std::string& databaseType,
+               const std::string& connectString, const std::string& user,
+               const std::string& password, const std::string& auditDirectory,
+               const std::string& dumpFile, const std::string& errorLog,
+               const int& rowsPerTransaction, const bool& stopOnErrors);
     AFPOptions(const AFPOptions&) = default;
     AFPOptions& operator=(const AFPOptions&) = default;
 

@@ -28,7 +28,7 @@ class AuditLineReader {
     };
 
     // The longest line handed out whole, line end excluded.
-    static constexpr size_t kMaxLineBytes = 1024 * 1024;
+    static constexpr size_t kMaxLineBytes = size_t{1024} * 1024;
 
     explicit AuditLineReader(size_t maxLineBytes = kMaxLineBytes);
 

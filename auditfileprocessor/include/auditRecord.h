@@ -22,14 +22,15 @@ class AuditRecord {
 
     // An unknown record: type, component and format unknown, session "0".
     AuditRecord();
-    AuditRecord(AuditSupport::TypeCode type, std::string session_id, const std::string& request_id,
-                AuditSupport::ComponentCode component_id, AuditSupport::FormatCode message_format,
-                const std::string& message, const std::string& aux_tail);
-    AuditRecord(AuditSupport::TypeCode type, std::string session_id, const std::string& request_id,
-                AuditSupport::ComponentCode component_id, AuditSupport::FormatCode message_format,
-                const std::string& message, const std::string& aux_1, const std::string& aux_2,
-                const std::string& aux_3, const std::string& aux_4, const std::string& aux_5,
-                const std::string& aux_tail);
+    AuditRecord(AuditSupport::TypeCode recordType, std::string sessionId,
+                const std::string& requestId, AuditSupport::ComponentCode component,
+                AuditSupport::FormatCode format, const std::string& text,
+                const std::string& auxTail);
+    AuditRecord(AuditSupport::TypeCode recordType, std::string sessionId,
+                const std::string& requestId, AuditSupport::ComponentCode component,
+                AuditSupport::FormatCode format, const std::string& text, const std::string& aux1,
+                const std::string& aux2, const std::string& aux3, const std::string& aux4,
+                const std::string& aux5, const std::string& auxTail);
     // Copies every field; the copy keeps the original's time stamp.
     AuditRecord(const AuditRecord&) = default;
     AuditRecord& operator=(const AuditRecord&) = default;

@@ -8,8 +8,8 @@
 class Column {
   public:
     Column() = default;
-    Column(const std::string& name, SqlColType type, long length)
-        : name(name), type(type), length(length) {}
+    Column(const std::string& columnName, SqlColType columnType, long byteLength)
+        : name(columnName), type(columnType), length(byteLength) {}
 
     std::string name;
     SqlColType type = kSqlColUnknown;

@@ -10,7 +10,6 @@
 
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -22,14 +21,14 @@
 #include "rejectFile.h"
 #include "runStatistics.h"
 #include "table.h"
+#include "tableCatalogue.h"
 #include "tableId.h"
 
 class SQLDB;
-struct SqlDA;
 
 class Parser {
   public:
-    Parser(AFPOptions options, SQLDB* db, const std::string& programDir);
+    Parser(const AFPOptions& runOptions, SQLDB* database, const std::string& programDirectory);
     ~Parser();
     Parser(const Parser&) = delete;
     Parser& operator=(const Parser&) = delete;
@@ -70,11 +69,6 @@ class Parser {
     static const char kAuditFileExt[];     // ".log"
     static const char kLiveAuditFile[];    // "qxes_audit.log", never touched
     static const char kDoneExt[];          // ".___"
-
-    // Table catalogue.
-    void CreateAuditDBTableMap();
-    void DescribeAuditDBTables();
-    void GetColumnDescripForTable(Table* table, SqlDA* descriptor) const;
 
     // Handlers, one per kind of audited event: true when the line was taken.
     bool ParseStartupInfo(const std::vector<std::string>& line);
@@ -161,7 +155,7 @@ class Parser {
 
     AFPOptions options;
     std::string programDir;
-    std::map<TableId, std::unique_ptr<Table>> tables;
+    TableCatalogue m_catalogue;
 
     // The claim that IsFileAvailableForWriting took on the file in hand; the scan
     // takes it over and keeps it until the file's final rename.

@@ -41,7 +41,7 @@ class SQLDB {
     // Prepares and runs one statement. A query returns its descriptor (the
     // cursor is then open), anything else NULL. Failures throw RDXSQLException
     // ("Prepare failed with status -1. <the database's reason>").
-    SqlDA* execute(std::string statement, eRequestType type);
+    SqlDA* execute(const std::string& statement, eRequestType type);
     // The same with bound values: the shape is compiled once per connection.
     // A query's values must outlive the reading of its rows.
     SqlDA* execute(const BoundStatement& statement, eRequestType type);

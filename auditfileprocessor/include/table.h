@@ -9,7 +9,7 @@
 
 class Table {
   public:
-    explicit Table(const std::string& name) : name(name) {}
+    explicit Table(const std::string& tableName) : name(tableName) {}
 
     // The column of that exact name, or NULL.
     const Column* FindColumn(const std::string& columnName) const {

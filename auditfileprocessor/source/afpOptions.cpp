@@ -62,22 +62,22 @@ std::string ReadWholeFile(const std::string& path) {
 
 AFPOptions::AFPOptions() = default;
 
-AFPOptions::AFPOptions(const std::string& dbName, const std::string& dbType,
-                       const std::string& dbConnect, const std::string& dbUser,
-                       const std::string& dbPassword, const std::string& auditLocation,
-                       const std::string& sqlDumpFile, const std::string& errorLogFile,
-                       const int& transactionRowCount, const bool& stopOnAllErrors)
-    : dbName(dbName),
-      dbType(dbType),
-      dbConnect(dbConnect),
-      dbUser(dbUser),
-      dbPassword(dbPassword),
-      auditLocation(auditLocation),
-      sqlDumpFile(sqlDumpFile),
+AFPOptions::AFPOptions(const std::string& databaseName, const std::string& databaseType,
+                       const std::string& connectString, const std::string& user,
+                       const std::string& password, const std::string& auditDirectory,
+                       const std::string& dumpFile, const std::string& errorLog,
+                       const int& rowsPerTransaction, const bool& stopOnErrors)
+    : dbName(databaseName),
+      dbType(databaseType),
+      dbConnect(connectString),
+      dbUser(user),
+      dbPassword(password),
+      auditLocation(auditDirectory),
+      sqlDumpFile(dumpFile),
       deleteAuditFiles(false),
-      stopOnAllErrors(stopOnAllErrors),
-      transactionRowCount(transactionRowCount),
-      errorLogFile(errorLogFile) {}
+      stopOnAllErrors(stopOnErrors),
+      transactionRowCount(rowsPerTransaction),
+      errorLogFile(errorLog) {}
 
 void AFPOptions::LoadConfFileOptions() {
     LoadConfFileOptions(FileTools::AddTermToPath(g_pgm_dir != nullptr ? g_pgm_dir : "",

@@ -10,7 +10,7 @@
 
 namespace {
 
-constexpr size_t kBufferBytes = 64 * 1024;
+constexpr size_t kBufferBytes = size_t{64} * 1024;
 
 }  // namespace
 

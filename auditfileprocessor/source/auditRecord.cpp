@@ -21,38 +21,38 @@ AuditRecord::AuditRecord()
     determineLocalTime();
 }
 
-AuditRecord::AuditRecord(AuditSupport::TypeCode type, std::string session_id,
-                         const std::string& request_id, AuditSupport::ComponentCode component_id,
-                         AuditSupport::FormatCode message_format, const std::string& message,
-                         const std::string& aux_tail)
-    : type(type),
-      session_id(std::move(session_id)),
-      request_id(request_id),
-      component_id(component_id),
-      message_format(message_format),
-      message(message),
-      aux_tail(aux_tail) {
+AuditRecord::AuditRecord(AuditSupport::TypeCode recordType, std::string sessionId,
+                         const std::string& requestId, AuditSupport::ComponentCode component,
+                         AuditSupport::FormatCode format, const std::string& text,
+                         const std::string& auxTail)
+    : type(recordType),
+      session_id(std::move(sessionId)),
+      request_id(requestId),
+      component_id(component),
+      message_format(format),
+      message(text),
+      aux_tail(auxTail) {
     determineLocalTime();
 }
 
-AuditRecord::AuditRecord(AuditSupport::TypeCode type, std::string session_id,
-                         const std::string& request_id, AuditSupport::ComponentCode component_id,
-                         AuditSupport::FormatCode message_format, const std::string& message,
-                         const std::string& aux_1, const std::string& aux_2,
-                         const std::string& aux_3, const std::string& aux_4,
-                         const std::string& aux_5, const std::string& aux_tail)
-    : type(type),
-      session_id(std::move(session_id)),
-      request_id(request_id),
-      aux_1(aux_1),
-      aux_2(aux_2),
-      aux_3(aux_3),
-      aux_4(aux_4),
-      aux_5(aux_5),
-      component_id(component_id),
-      message_format(message_format),
-      message(message),
-      aux_tail(aux_tail) {
+AuditRecord::AuditRecord(AuditSupport::TypeCode recordType, std::string sessionId,
+                         const std::string& requestId, AuditSupport::ComponentCode component,
+                         AuditSupport::FormatCode format, const std::string& text,
+                         const std::string& aux1, const std::string& aux2, const std::string& aux3,
+                         const std::string& aux4, const std::string& aux5,
+                         const std::string& auxTail)
+    : type(recordType),
+      session_id(std::move(sessionId)),
+      request_id(requestId),
+      aux_1(aux1),
+      aux_2(aux2),
+      aux_3(aux3),
+      aux_4(aux4),
+      aux_5(aux5),
+      component_id(component),
+      message_format(format),
+      message(text),
+      aux_tail(auxTail) {
     determineLocalTime();
 }
 

@@ -1,15 +1,12 @@
 #include "parser.h"
 
-#include <utility>
-
-Parser::Parser(AFPOptions options, SQLDB* db, const std::string& programDir)
-    : db(db), options(std::move(options)), programDir(programDir) {
-    CreateAuditDBTableMap();
-    DescribeAuditDBTables();
+Parser::Parser(const AFPOptions& runOptions, SQLDB* database, const std::string& programDirectory)
+    : db(database), options(runOptions), programDir(programDirectory) {
+    m_catalogue.Describe(db);
 }
 
 Parser::~Parser() = default;
 
 Table* Parser::TableFor(TableId id) {
-    return tables[id].get();
+    return m_catalogue.TableFor(id);
 }

@@ -294,7 +294,7 @@ void Parser::Parse(const std::string& path) {
         statistics.outcome = FileOutcome::kLoaded;
     } catch (...) {
         const std::string cause = CauseOf(std::current_exception());
-        const int status = StatusOf(std::current_exception(), db->lastStatus());
+        const int dbStatus = StatusOf(std::current_exception(), db->lastStatus());
         if (db->isTransactionOpen()) {
             // A failing rollback must not keep the resume number out of the
             // name; the session drops the work when it disconnects anyway.
@@ -306,9 +306,9 @@ void Parser::Parse(const std::string& path) {
         // The batch starts over from the file's progress: after a lost
         // connection once connected again, after a transaction the database
         // gave up (a deadlock with another loader) at once.
-        const bool again = status == DatabaseDriver::kConnectionFailed
+        const bool again = dbStatus == DatabaseDriver::kConnectionFailed
                                ? ReconnectAfterLoss(cause)
-                               : status == DatabaseDriver::kTransactionFailed && RetryBatch();
+                               : dbStatus == DatabaseDriver::kTransactionFailed && RetryBatch();
         if (again) {
             m_fileEnd = FileEnd::kRetry;
             return;

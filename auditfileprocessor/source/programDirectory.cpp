@@ -19,7 +19,7 @@ bool FindProgramDirectory(const char* argv0) {
     }
     std::string drive;
     std::string directory;
-    _splitpath(executable, &drive, &directory, nullptr, nullptr);
+    SplitPath(executable, &drive, &directory, nullptr, nullptr);
     // Lives for the whole run; the options loader and the catalogue read it.
     static std::string programDirectory;
     programDirectory = drive + directory;

@@ -224,7 +224,7 @@ void SQLDB::disconnect() {
     }
 }
 
-SqlDA* SQLDB::execute(std::string statement, eRequestType type) {
+SqlDA* SQLDB::execute(const std::string& statement, eRequestType type) {
     return run(&statement, nullptr, type);
 }
 

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <memory>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -12,17 +11,16 @@
 
 #include "../support/messageCapture.h"
 #include "adminSourceTableAccess.h"
-#include "afpOptions.h"
 #include "cppWebException.h"
 #include "dimUsageTableAccess.h"
 #include "dispatcherTableAccess.h"
 #include "levelUsageTableAccess.h"
 #include "measureUsageTableAccess.h"
-#include "parser.h"
 #include "programGlobals.h"
 #include "requestTableAccess.h"
 #include "sessionTableAccess.h"
 #include "table.h"
+#include "tableCatalogue.h"
 #include "tableId.h"
 #include "testDatabase.h"
 #include "userSourceTableAccess.h"
@@ -132,24 +130,18 @@ TEST(TableAccess, OverlongKeysStopInsertAndUpdateButNotSelect) {
     EXPECT_NE(dump.Text().find("SESSION_ID='session-too-long'"), std::string::npos);
 }
 
-class CatalogueReader : public Parser {
-  public:
-    using Parser::Parser;
-    using Parser::TableFor;
-};
-
 // The accessors over the catalogue that the loader reads from the database.
 class AccessorsTest : public ::testing::TestWithParam<TestBackend> {
   protected:
     void SetUp() override {
         AFP_REQUIRE_DATABASE(m_database);
         m_db = &m_database.db();
-        m_catalogue = std::make_unique<CatalogueReader>(AFPOptions(), m_db, "/");
+        m_catalogue.Describe(m_db);
         ASSERT_FALSE(m_db->isTransactionOpen());  // reading it leaves nothing open
         m_db->startTransaction();
     }
 
-    const Table* table(int id) const { return m_catalogue->TableFor(static_cast<TableId>(id)); }
+    const Table* table(int id) { return m_catalogue.TableFor(static_cast<TableId>(id)); }
     void Commit() {
         m_db->commit(1);
         m_db->startTransaction();
@@ -157,7 +149,7 @@ class AccessorsTest : public ::testing::TestWithParam<TestBackend> {
 
     TestDatabase m_database{GetParam()};
     SQLDB* m_db = nullptr;
-    std::unique_ptr<CatalogueReader> m_catalogue;
+    TableCatalogue m_catalogue;
 };
 
 TEST_P(AccessorsTest, CatalogueDescribesEveryAuditTableAndTheAccessorsFollowIt) {

@@ -37,6 +37,7 @@ std::string Figure(const std::string& svg) {
 std::vector<SvgChart::Point> Ranked(const std::vector<UsageReport::Count>& counts,
                                     bool withFailures) {
     std::vector<SvgChart::Point> points;
+    points.reserve(counts.size());
     for (const UsageReport::Count& count : counts) {
         points.push_back({count.name, static_cast<double>(count.count),
                           withFailures ? static_cast<double>(count.failures) : 0});
@@ -46,6 +47,7 @@ std::vector<SvgChart::Point> Ranked(const std::vector<UsageReport::Count>& count
 
 std::vector<SvgChart::Point> Slots(const std::vector<UsageReport::Slot>& slots) {
     std::vector<SvgChart::Point> points;
+    points.reserve(slots.size());
     for (const UsageReport::Slot& slot : slots) {
         points.push_back(
             {slot.label, static_cast<double>(slot.requests), static_cast<double>(slot.failures)});
@@ -166,6 +168,7 @@ std::string HtmlReportWriter::administration() const {
         ++perDay[startup.start.substr(0, 10)];
     }
     std::vector<SvgChart::Point> days;
+    days.reserve(perDay.size());
     for (const auto& day : perDay) {
         days.push_back({day.first, static_cast<double>(day.second)});
     }

@@ -35,6 +35,7 @@ std::string Text(const std::optional<std::string>& value, const char* absent = "
 // The biggest counts first, ties by name.
 std::vector<UsageReport::Count> Top(const std::map<std::string, UsageReport::Count>& counts) {
     std::vector<UsageReport::Count> top;
+    top.reserve(counts.size());
     for (const auto& entry : counts) {
         top.push_back(entry.second);
     }

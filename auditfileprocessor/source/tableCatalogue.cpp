@@ -1,12 +1,11 @@
-// The table catalogue: the eight audit tables and the columns the database
-// reports for each, read once before any file is loaded.
+#include "tableCatalogue.h"
+
 #include <exception>
 #include <memory>
 #include <string>
 
 #include "cppWebException.h"
 #include "messenger.h"
-#include "parser.h"
 #include "sqldbapi.h"
 
 namespace {
@@ -45,26 +44,26 @@ std::string DescribeFailureText(const std::string& cause) {
 
 }  // namespace
 
-void Parser::CreateAuditDBTableMap() {
+TableCatalogue::TableCatalogue() {
     for (const TableName& table : kAuditTables) {
-        tables[table.id] = std::make_unique<Table>(table.name);
+        m_tables[table.id] = std::make_unique<Table>(table.name);
     }
 }
 
-void Parser::DescribeAuditDBTables() {
+void TableCatalogue::Describe(SQLDB* db) {
     db->startTransaction();
     if (!db->isTransactionOpen()) {
         throw CPPWebException(3, 1, {"parser", 1392, "Parser::Parse", "KRL_THROW"});
     }
     try {
         // The map is ordered by TableId, so tables are described in id order.
-        for (auto& entry : tables) {
+        for (auto& entry : m_tables) {
             Table* table = entry.second.get();
             if (table == nullptr) {
                 continue;
             }
             SqlDA* descriptor = db->execute("SELECT * FROM " + table->name, SQLDB::kQuery);
-            GetColumnDescripForTable(table, descriptor);
+            AddColumns(table, descriptor);
             db->freeRequest();
         }
         db->commit(1);
@@ -76,7 +75,11 @@ void Parser::DescribeAuditDBTables() {
     }
 }
 
-void Parser::GetColumnDescripForTable(Table* table, SqlDA* descriptor) const {
+Table* TableCatalogue::TableFor(TableId id) {
+    return m_tables[id].get();
+}
+
+void TableCatalogue::AddColumns(Table* table, SqlDA* descriptor) {
     try {
         if (table == nullptr || descriptor == nullptr) {
             return;
