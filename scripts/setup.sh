@@ -8,7 +8,7 @@ packages=(
     libgtest-dev
     libsqlite3-dev sqlite3
     libpq-dev postgresql
-    clang libclang-rt-14-dev
+    clang libclang-rt-14-dev clang-format clang-tidy
     nlohmann-json3-dev
     chromium
     dpkg-dev file man-db systemd

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# Sets everything up and runs the whole test suite: a short run of every fuzz
-# target, then the tests twice, in an optimised build and under AddressSanitizer
-# and UndefinedBehaviorSanitizer, with a private PostgreSQL server started for
-# the run and stopped afterwards.
+# Sets everything up and runs the whole test suite: the format and static
+# checks (scripts/lint.sh), a short run of every fuzz target, then the tests
+# twice, in an optimised build and under AddressSanitizer and
+# UndefinedBehaviorSanitizer, with a private PostgreSQL server started for the
+# run and stopped afterwards.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
 cd "$root"
@@ -17,6 +18,8 @@ build() {
     cmake --build "$directory" -j"$jobs"
 }
 build build
+# Layout and static checks first: they fail in a minute, not after the suite.
+bash scripts/lint.sh build
 build build-sanitize -DAFP_SANITIZE=ON
 bash scripts/fuzz.sh smoke
 
