@@ -30,10 +30,6 @@ class SqldbTest : public ::testing::TestWithParam<TestBackend> {
   protected:
     void SetUp() override { AFP_REQUIRE_DATABASE(m_database); }
 
-    std::string Connect(SQLDB& db) {
-        return db.connect(m_database.dbName(), m_database.connectString(), m_database.dbType(),
-                          m_database.dbUser(), m_database.dbPassword());
-    }
     void Run(const std::string& statement) {
         m_database.db().execute(statement, SQLDB::kUpdate);
         m_database.db().freeRequest();
@@ -192,7 +188,8 @@ TEST_P(SqldbTest, StatementsSentAheadFailWithTheirLineOnly) {
 TEST_P(SqldbTest, ConcurrentLoadersWaitForEachOtherInsteadOfFailing) {
     SQLDB& first = m_database.db();
     SQLDB second;
-    Connect(second);
+    second.connect(m_database.dbName(), m_database.connectString(), m_database.dbType(),
+                   m_database.dbUser(), m_database.dbPassword());
     first.startTransaction();
     Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('first')");
     std::string secondFailure;

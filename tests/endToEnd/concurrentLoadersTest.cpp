@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -21,32 +20,6 @@ constexpr int kRowCount = 4;
 class ConcurrentLoadersTest : public ::testing::TestWithParam<TestBackend> {
   protected:
     void SetUp() override { AFP_REQUIRE_DATABASE(m_together); }
-
-    // Loads a copy of each directory, one run after the other, into the
-    // reference; then one loader per entry of `directories`, all at once.
-    void LoadAndCompare(const std::vector<std::string>& directories) {
-        for (const std::string& directory :
-             std::set<std::string>(directories.begin(), directories.end())) {
-            const std::string copy = directory + ".sequential";
-            std::filesystem::copy(directory, copy);
-            const ProcessResult result = RunLoader(m_oneAfterAnother, copy, kRowCount);
-            ASSERT_EQ(result.exitStatus, 0);
-            ASSERT_EQ(WithoutSummary(result.out), "");
-        }
-        std::vector<std::unique_ptr<ChildProcess>> loaders;
-        for (const std::string& directory : directories) {
-            loaders.push_back(
-                std::make_unique<ChildProcess>(LoaderCommand(m_together, directory, kRowCount)));
-        }
-        for (const auto& loader : loaders) {
-            EXPECT_EQ(loader->Wait(), 0);
-            EXPECT_EQ(WithoutSummary(loader->output()), "");  // refused lines would be listed here
-        }
-        for (const std::string& directory : directories) {
-            EXPECT_EQ(PendingFiles(directory), std::vector<std::string>()) << directory;
-        }
-        EXPECT_EQ(DumpTables(m_oneAfterAnother), DumpTables(m_together));
-    }
 
     ScratchDirectory m_scratch;
     TestDatabase m_together{GetParam()};
@@ -67,8 +40,28 @@ TEST_P(ConcurrentLoadersTest, LoadersOfSeveralDirectoriesAndOfOneShareTheDatabas
     }
     const std::string shared = m_scratch / "audit";
     ASSERT_EQ(Generate(shared, 41, 8, 60, "SD").exitStatus, 0);
+    // The reference: a copy of each directory, loaded one after the other.
+    for (const std::string& directory : {directories[0], directories[1], directories[2], shared}) {
+        std::filesystem::copy(directory, directory + ".sequential");
+        const ProcessResult result =
+            RunLoader(m_oneAfterAnother, directory + ".sequential", kRowCount);
+        ASSERT_EQ(result.exitStatus, 0);
+        ASSERT_EQ(WithoutSummary(result.out), "");
+    }
     directories.insert(directories.end(), {shared, shared});
-    LoadAndCompare(directories);
+    std::vector<std::unique_ptr<ChildProcess>> loaders;
+    for (const std::string& directory : directories) {
+        loaders.push_back(
+            std::make_unique<ChildProcess>(LoaderCommand(m_together, directory, kRowCount)));
+    }
+    for (const auto& loader : loaders) {
+        EXPECT_EQ(loader->Wait(), 0);
+        EXPECT_EQ(WithoutSummary(loader->output()), "");  // refused lines would be listed here
+    }
+    for (const std::string& directory : directories) {
+        EXPECT_EQ(PendingFiles(directory), std::vector<std::string>()) << directory;
+    }
+    EXPECT_EQ(DumpTables(m_oneAfterAnother), DumpTables(m_together));
 }
 
 AFP_ON_BOTH_BACKENDS(ConcurrentLoadersTest);
