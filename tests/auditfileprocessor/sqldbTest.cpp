@@ -33,31 +33,6 @@ class SqldbTest : public ::testing::TestWithParam<TestBackend> {
     TestDatabase m_database{GetParam()};
 };
 
-TEST_P(SqldbTest, QueryReturnsEveryRowThenNullAtTheEnd) {
-    SQLDB& db = m_database.db();
-    db.startTransaction();
-    Run("INSERT INTO QXES_SESSION(SESSION_ID, USER_NAME) VALUES ('1000', 'ann')");
-    for (int i = 1001; i < 1250; ++i) {  // more than one batch
-        Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('" + std::to_string(i) + "')");
-    }
-    SqlDA* descriptor =
-        db.execute("SELECT SESSION_ID, USER_NAME FROM QXES_SESSION ORDER BY 1", SQLDB::kQuery);
-    ASSERT_NE(descriptor, nullptr);
-    Rows rows;
-    while (db.fetch() != nullptr) {
-        rows.emplace_back();
-        for (const auto& value : descriptor->row) {
-            rows.back().push_back(value ? *value : "NULL");
-        }
-    }
-    ASSERT_EQ(rows.size(), 250u);
-    EXPECT_EQ(rows.front(), (std::vector<std::string>{"1000", "ann"}));
-    EXPECT_EQ(rows.back(), (std::vector<std::string>{"1249", "NULL"}));
-    EXPECT_EQ(db.lastStatus(), 100);
-    db.freeRequest();
-    db.commit(1);
-}
-
 TEST_P(SqldbTest, CommitKeepsTheBatchRollbackAndDisconnectDiscardIt) {
     const std::pair<std::function<void(SQLDB&)>, long long> cases[] = {
         {[](SQLDB& db) { db.commit(1); }, 1},

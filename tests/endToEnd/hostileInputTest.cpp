@@ -28,16 +28,15 @@ using namespace auditFiles;
 
 std::string InfoLine(const std::string& session, const std::string& component,
                      const std::string& format, const std::string& message,
-                     const std::string& stamp = kStamp) {
-    return Record(Info(component, format, session, "1", message, stamp));
+                     const std::string& stamp = kStamp, const std::string& request = "1") {
+    return Record(Info(component, format, session, request, message, stamp));
 }
 
 // A whole request of one session: source, user, class, usage and success.
 std::string Request(const std::string& session, const std::string& source = "Sales",
                     const std::string& user = "jsmith", const std::string& request = "1") {
-    auto info = [&](const std::string& component, const std::string& format,
-                    const std::string& message) {
-        return Record(Info(component, format, session, request, message));
+    const auto info = [&](const char* component, const char* format, const std::string& text) {
+        return InfoLine(session, component, format, text, kStamp, request);
     };
     return info("QXRQ", "REQINFO", source + ",cube,\"/data/cubes/Sales.mdc\",,0") +
            info("QXDS", "USR", user) + info("QXDS", "UC", "Analysts") +
