@@ -3,7 +3,6 @@
 if(AFP_TESTS)
     add_executable(afp_endtoend_tests
         tests/endToEnd/crashSafetyTest.cpp
-        tests/endToEnd/concurrentLoadersTest.cpp
         tests/endToEnd/hostileInputTest.cpp)
     target_link_libraries(afp_endtoend_tests PRIVATE afp_parser afp_testdatabase afp_format
         GTest::gtest_main)

@@ -32,9 +32,7 @@ add_executable(qxesauditgen tools/qxesauditgen/qxesauditgen.cpp)
 target_link_libraries(qxesauditgen PRIVATE afp_auditgen)
 
 if(AFP_TESTS)
-    add_executable(afp_auditgen_tests
-        tests/tools/qxesauditgenTest.cpp
-        tests/tools/stampClockTest.cpp)
+    add_executable(afp_auditgen_tests tests/tools/qxesauditgenTest.cpp)
     # The shared audit-file helpers of the tests come with the test database.
     target_link_libraries(afp_auditgen_tests PRIVATE afp_auditgen afp_testdatabase GTest::gtest_main)
     gtest_discover_tests(afp_auditgen_tests DISCOVERY_TIMEOUT 60)

@@ -33,7 +33,6 @@ if(AFP_TESTS)
         tests/auditfileprocessor/parserLineTest.cpp
         tests/auditfileprocessor/loadingTest.cpp
         tests/auditfileprocessor/auditFileClaimTest.cpp
-        tests/auditfileprocessor/auditLineCheckTest.cpp
         tests/auditfileprocessor/auditLineReaderTest.cpp)
     target_link_libraries(afp_parser_tests PRIVATE afp_parser afp_testdatabase afp_format
         GTest::gtest_main)

@@ -25,14 +25,7 @@ target_compile_definitions(qxesauditfileprocessor PRIVATE AFP_VERSION="${PROJECT
 target_compile_definitions(qxesauditgen PRIVATE AFP_VERSION="${PROJECT_VERSION}")
 
 if(AFP_TESTS)
-    add_executable(afp_program_tests tests/auditfileprocessor/programTest.cpp)
-    target_link_libraries(afp_program_tests PRIVATE GTest::gtest_main)
-    target_compile_definitions(afp_program_tests PRIVATE
-        AFP_PROGRAM="$<TARGET_FILE:qxesauditfileprocessor>")
-    add_dependencies(afp_program_tests qxesauditfileprocessor)
-    gtest_discover_tests(afp_program_tests DISCOVERY_TIMEOUT 60)
-
-    # Scheduled runs end to end: summary, exit status, run reports, secrets.
+    # The program as users and schedulers run it: usage, exit status, run reports, secrets.
     add_executable(afp_operability_tests tests/endToEnd/operabilityTest.cpp)
     target_link_libraries(afp_operability_tests PRIVATE afp_runreport afp_testdatabase afp_format
         nlohmann_json::nlohmann_json GTest::gtest_main)

@@ -16,9 +16,7 @@ target_link_libraries(qxesauditreport PRIVATE afp_report afp_database afp_runtim
 
 if(AFP_TESTS)
     # The figures against direct SQL on both backends, and the page in a browser.
-    add_executable(afp_report_tests
-        tests/tools/reportFiguresTest.cpp
-        tests/tools/reportPageTest.cpp)
+    add_executable(afp_report_tests tests/tools/qxesauditreportTest.cpp)
     target_link_libraries(afp_report_tests PRIVATE afp_report afp_testdatabase afp_format
         GTest::gtest_main)
     target_compile_definitions(afp_report_tests PRIVATE

@@ -13,7 +13,6 @@ target_link_libraries(afp_usage PRIVATE afp_runtime)
 
 if(AFP_TESTS)
     add_executable(afp_usage_tests
-        tests/source/stringTokenizerTest.cpp
         tests/source/qxdsUsageInfoHelperTest.cpp
         tests/source/directoryListerTest.cpp)
     target_link_libraries(afp_usage_tests PRIVATE afp_usage afp_runtime GTest::gtest_main)

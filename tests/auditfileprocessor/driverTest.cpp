@@ -58,8 +58,10 @@ std::vector<std::string> Args(const std::vector<std::string>& extra = {},
     return arguments;
 }
 
-std::vector<std::string> Without(const std::string& option) {
-    std::vector<std::string> arguments = Args();
+// The five required options but `option`, then `extra`.
+std::vector<std::string> Without(const std::string& option,
+                                 const std::vector<std::string>& extra = {}) {
+    std::vector<std::string> arguments = Args(extra);
     const auto at = std::find(arguments.begin(), arguments.end(), option);
     arguments.erase(at, at + 2);
     return arguments;
@@ -138,12 +140,8 @@ TEST(CommandLine, ReadsTheOptionsOfScheduledRunsAndThePasswordFile) {
                "afp.prom", "-retries", "0", "-lockwait", "86400"}),
          base + "secret|/tmp|||10|go|keep\n", "r.txt||detailed|run.json|afp.prom|0|86400"},
         // The file's first line stands in for -dbpass, and wins over it.
-        {[&] {
-             std::vector<std::string> arguments = Without("-dbpass");
-             arguments.insert(arguments.end(), {"-passfile", privateFile});
-             return arguments;
-         }(),
-         base + "from file|/tmp|||10|go|keep\n", "|" + privateFile + "|plain|||5|60"},
+        {Without("-dbpass", {"-passfile", privateFile}), base + "from file|/tmp|||10|go|keep\n",
+         "|" + privateFile + "|plain|||5|60"},
         {Args({"-passfile", privateFile}), base + "from file|/tmp|||10|go|keep\n",
          "|" + privateFile + "|plain|||5|60"},
         {Args({"-passfile", shared}), "refused\nAFP-0060: " + shared + "\n", ""},

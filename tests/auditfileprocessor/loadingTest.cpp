@@ -2,6 +2,8 @@
 // real audit database, in process and through the built program.
 #include <gtest/gtest.h>
 
+#include <regex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -207,25 +209,46 @@ TEST_P(LoadingTest, MissingAuditTableStopsTheRunWithItsCause) {
     EXPECT_FALSE(m_database.db().isTransactionOpen());
 }
 
-// Through the program: the stopping line, its cause and the run's error code
-// are printed, and the file keeps the line to resume from in its name.
-TEST_P(LoadingTest, StoppedFileIsRenamedWithItsResumeLineAndTheCauseIsPrinted) {
-    WriteFile(m_dir / "qxes_audit_a.log",
-              AuditFile({Startup("host3"), Startup("host4"), Stopper()}));
-    const ProcessResult result = RunLoader(m_database, m_dir.path(), 2);
-    EXPECT_EQ(result.exitStatus, 0);
-    EXPECT_EQ(NamesIn(m_dir.path()), Names{"qxes_audit_a.4.log"});
-    EXPECT_EQ(Hosts(), HostNames(3, 3));
-    // In this order: the message, the stopping line, the cause, the run's error code.
-    size_t at = 0;
-    for (const std::string& part :
-         {std::string("AFP-0027: "), Stopper().substr(0, 40), std::string("AFP-0047: "),
-          std::string("the stopper"), std::string("AFP-0002:")}) {
-        at = result.out.find(part, at);
-        ASSERT_NE(at, std::string::npos) << part << " in:\n" << result.out;
-    }
-}
-
 AFP_ON_BOTH_BACKENDS(LoadingTest);
+
+// Through the program: a hand-written file of every record kind gives, in
+// order, the statements on the audit tables of a dump kept beside it.
+TEST(LoadingDump, EveryRecordKindBecomesTheExpectedStatements) {
+    const auto statements = [](const std::string& text) {
+        Names found;
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);) {
+            const bool bookkeeping = line.find("QXES_LOAD_PROGRESS") != std::string::npos ||
+                                     line.find("QXES_USAGE_PENDING") != std::string::npos;
+            if (!bookkeeping && std::regex_search(line, std::regex("^(INSERT|UPDATE|SELECT) "))) {
+                found.push_back(line);
+            }
+        }
+        return found;
+    };
+    const std::string data = std::string(AFP_SOURCE_DIR) + "/tests/data/handlers/";
+    TestDatabase database;
+    AFP_REQUIRE_DATABASE(database);
+    ScratchDirectory dir;
+    WriteFile(dir / "qxes_audit_allformats.log", ReadFile(data + "qxes_audit_allformats.log"));
+    const ProcessResult result =
+        RunProcess(LoaderCommand(database, dir.path(), 10, {{"-df", dir / "dump.sql"}}));
+    EXPECT_EQ(result.exitStatus, 0);
+    EXPECT_EQ(WithoutSummary(result.out), "");
+
+    const std::string dump = ReadFile(dir / "dump.sql");
+    // The connection options (the password as it is), then the connection report.
+    EXPECT_EQ(
+        dump.rfind(database.dbName() + "\t\t" + database.dbUser() + "\t" + database.dbPassword() +
+                       "\tSQ\nDatabase: " + database.dbName() + " Server Version: ",
+                   0),
+        0u)
+        << dump.substr(0, 200);
+    const Names expected = statements(ReadFile(data + "qxes_audit_allformats.sql"));
+    ASSERT_EQ(expected.size(), 35u);
+    EXPECT_EQ(statements(dump), expected);
+    EXPECT_EQ(database.countRows("QXES_REQUEST"), 6);
+    EXPECT_EQ(NamesIn(dir.path()), (Names{"dump.sql", "qxes_audit_allformats.___"}));
+}
 
 }  // namespace

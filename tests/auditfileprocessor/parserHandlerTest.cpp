@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "../support/auditFiles.h"
+#include "../support/thrown.h"
 #include "afpOptions.h"
-#include "krlAssertError.h"
 #include "parser.h"
 
 namespace {
@@ -57,7 +57,7 @@ struct Step {
     Handler handler;
     Fields line;
     bool result;
-    std::string assertion = "";
+    std::string assertion = "<no exception>";
 };
 
 class HandlerTest : public ::testing::TestWithParam<TestBackend> {
@@ -81,12 +81,8 @@ class HandlerTest : public ::testing::TestWithParam<TestBackend> {
     void Run(const std::vector<Step>& steps) {
         for (size_t i = 0; i < steps.size(); ++i) {
             bool result = false;
-            std::string assertion;
-            try {
-                result = Take(steps[i].handler, steps[i].line);
-            } catch (const KRLAssertError& error) {
-                assertion = error.getErrorCodeMessage();
-            }
+            const std::string assertion =
+                Thrown([&] { result = Take(steps[i].handler, steps[i].line); });
             EXPECT_EQ(result, steps[i].result) << "step " << i;
             EXPECT_EQ(assertion, steps[i].assertion) << "step " << i;
         }

@@ -1,19 +1,14 @@
 // The database session against real databases: every case runs on SQLite and
 // on PostgreSQL.
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "../support/processRunner.h"
 #include "boundStatement.h"
-#include "dataAccessLayer.h"
 #include "sqldbapi.h"
 #include "testDatabase.h"
 #include "thrown.h"
@@ -30,10 +25,6 @@ class SqldbTest : public ::testing::TestWithParam<TestBackend> {
   protected:
     void SetUp() override { AFP_REQUIRE_DATABASE(m_database); }
 
-    std::string Connect(SQLDB& db) {
-        return db.connect(m_database.dbName(), m_database.connectString(), m_database.dbType(),
-                          m_database.dbUser(), m_database.dbPassword());
-    }
     void Run(const std::string& statement) {
         m_database.db().execute(statement, SQLDB::kUpdate);
         m_database.db().freeRequest();
@@ -41,31 +32,6 @@ class SqldbTest : public ::testing::TestWithParam<TestBackend> {
 
     TestDatabase m_database{GetParam()};
 };
-
-TEST_P(SqldbTest, QueryReturnsEveryRowThenNullAtTheEnd) {
-    SQLDB& db = m_database.db();
-    db.startTransaction();
-    Run("INSERT INTO QXES_SESSION(SESSION_ID, USER_NAME) VALUES ('1000', 'ann')");
-    for (int i = 1001; i < 1250; ++i) {  // more than one batch
-        Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('" + std::to_string(i) + "')");
-    }
-    SqlDA* descriptor =
-        db.execute("SELECT SESSION_ID, USER_NAME FROM QXES_SESSION ORDER BY 1", SQLDB::kQuery);
-    ASSERT_NE(descriptor, nullptr);
-    Rows rows;
-    while (db.fetch() != nullptr) {
-        rows.emplace_back();
-        for (const auto& value : descriptor->row) {
-            rows.back().push_back(value ? *value : "NULL");
-        }
-    }
-    ASSERT_EQ(rows.size(), 250u);
-    EXPECT_EQ(rows.front(), (std::vector<std::string>{"1000", "ann"}));
-    EXPECT_EQ(rows.back(), (std::vector<std::string>{"1249", "NULL"}));
-    EXPECT_EQ(db.lastStatus(), 100);
-    db.freeRequest();
-    db.commit(1);
-}
 
 TEST_P(SqldbTest, CommitKeepsTheBatchRollbackAndDisconnectDiscardIt) {
     const std::pair<std::function<void(SQLDB&)>, long long> cases[] = {
@@ -189,30 +155,6 @@ TEST_P(SqldbTest, StatementsSentAheadFailWithTheirLineOnly) {
               (Rows{{"before"}, {"s1"}, {"s2"}}));
 }
 
-TEST_P(SqldbTest, ConcurrentLoadersWaitForEachOtherInsteadOfFailing) {
-    SQLDB& first = m_database.db();
-    SQLDB second;
-    Connect(second);
-    first.startTransaction();
-    Run("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('first')");
-    std::string secondFailure;
-    std::thread other([&] {
-        secondFailure = Thrown([&] {
-            second.startTransaction();
-            second.execute("INSERT INTO QXES_SESSION(SESSION_ID) VALUES ('second')",
-                           SQLDB::kUpdate);
-            second.freeRequest();
-            second.commit(1);
-        });
-    });
-    // Lets the second loader run into the first one's lock; the outcome does not depend on it.
-    std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    first.commit(1);
-    other.join();
-    EXPECT_EQ(secondFailure, "<no exception>");
-    EXPECT_EQ(m_database.countRows("QXES_SESSION"), 2);
-}
-
 AFP_ON_BOTH_BACKENDS(SqldbTest);
 
 TEST(SqldbConnectTest, UnknownTypeAndSqliteFilesThatAreNoAuditDatabaseAreRefusedByName) {
@@ -275,53 +217,6 @@ TEST_F(PostgresSessionTest, FailedCommitIsRaisedAndEndsTheTransaction) {
     db.execute("INSERT INTO DEFERRED_CHECK VALUES (2)", SQLDB::kUpdate);
     db.commit(1);
     EXPECT_EQ(m_database.query("SELECT X FROM DEFERRED_CHECK"), (Rows{{"2"}}));
-}
-
-// Runs before the parameterised cases, which then use the recycled blocks too.
-TEST(DataAccessLayerTest, SqliteBlocksKeepTheirContentsAndHaveOneOwnerAtATime) {
-    ASSERT_EQ(sqlite3_shutdown(), SQLITE_OK);  // so that the initialisation below applies
-    ASSERT_GE(rdxProcessInitialize("qxesauditfileprocessor"), 0);
-    // Sizes on both sides of every boundary: the granule, the largest recycled size.
-    const int sizes[] = {1, 15, 16, 17, 500, 1023, 1024, 1025, 4096, 70000};
-    for (int from : sizes) {
-        for (int to : sizes) {
-            auto* block = static_cast<unsigned char*>(sqlite3_malloc(from));
-            ASSERT_NE(block, nullptr);
-            ASSERT_GE(sqlite3_msize(block), static_cast<sqlite3_uint64>(from));
-            for (int i = 0; i < from; ++i) {
-                block[i] = static_cast<unsigned char>(i * 7 + from);
-            }
-            auto* resized = static_cast<unsigned char*>(sqlite3_realloc(block, to));
-            ASSERT_NE(resized, nullptr);
-            EXPECT_GE(sqlite3_msize(resized), static_cast<sqlite3_uint64>(to));
-            int damaged = 0;
-            for (int i = 0; i < std::min(from, to); ++i) {
-                damaged += resized[i] != static_cast<unsigned char>(i * 7 + from) ? 1 : 0;
-            }
-            EXPECT_EQ(damaged, 0) << from << " -> " << to;
-            sqlite3_free(resized);
-        }
-    }
-    // A freed block is handed out again, but never to two owners at once.
-    std::vector<int*> blocks(300);
-    for (int*& block : blocks) {
-        block = static_cast<int*>(sqlite3_malloc(40));
-        ASSERT_NE(block, nullptr);
-    }
-    for (size_t i = 0; i < blocks.size(); i += 2) {
-        sqlite3_free(blocks[i]);
-        blocks[i] = static_cast<int*>(sqlite3_malloc(33));  // the same rounded size
-        ASSERT_NE(blocks[i], nullptr);
-    }
-    for (size_t i = 0; i < blocks.size(); ++i) {
-        *blocks[i] = static_cast<int>(i);
-    }
-    int overwritten = 0;
-    for (size_t i = 0; i < blocks.size(); ++i) {
-        overwritten += *blocks[i] != static_cast<int>(i) ? 1 : 0;
-        sqlite3_free(blocks[i]);
-    }
-    EXPECT_EQ(overwritten, 0);
 }
 
 }  // namespace

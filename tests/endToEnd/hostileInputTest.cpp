@@ -28,16 +28,15 @@ using namespace auditFiles;
 
 std::string InfoLine(const std::string& session, const std::string& component,
                      const std::string& format, const std::string& message,
-                     const std::string& stamp = kStamp) {
-    return Record(Info(component, format, session, "1", message, stamp));
+                     const std::string& stamp = kStamp, const std::string& request = "1") {
+    return Record(Info(component, format, session, request, message, stamp));
 }
 
 // A whole request of one session: source, user, class, usage and success.
 std::string Request(const std::string& session, const std::string& source = "Sales",
                     const std::string& user = "jsmith", const std::string& request = "1") {
-    auto info = [&](const std::string& component, const std::string& format,
-                    const std::string& message) {
-        return Record(Info(component, format, session, request, message));
+    const auto info = [&](const char* component, const char* format, const std::string& text) {
+        return InfoLine(session, component, format, text, kStamp, request);
     };
     return info("QXRQ", "REQINFO", source + ",cube,\"/data/cubes/Sales.mdc\",,0") +
            info("QXDS", "USR", user) + info("QXDS", "UC", "Analysts") +
@@ -203,11 +202,9 @@ class HostileInputTest : public ::testing::TestWithParam<TestBackend> {
 };
 
 TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
-    const std::string hostile = m_scratch / "hostile";
-    const std::string good = m_scratch / "good";
+    const std::string hostile = m_scratch / "hostile", good = m_scratch / "good";
     const std::string errorLog = m_scratch / "errors.log";
-    std::filesystem::create_directories(hostile);
-    std::filesystem::create_directories(good);
+    std::filesystem::create_directories(hostile), std::filesystem::create_directories(good);
     if (GetParam() == TestBackend::kPostgreSQL) {
         m_hostile.exec("ALTER DATABASE " + m_hostile.dbName() +
                        " SET standard_conforming_strings = off");
@@ -268,9 +265,8 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
     ASSERT_EQ(goodRun.exitStatus, 0);
     ASSERT_EQ(Count(goodRun.out, "AFP-0026") + Count(goodRun.out, "AFP-0027"), 0u) << goodRun.out;
 
-    std::vector<std::string> command = LoaderCommand(m_hostile, hostile, 3);
-    command.insert(command.end(), {"-errorlog", errorLog});
-    const ProcessResult run = RunProcess(command);
+    const ProcessResult run =
+        RunProcess(LoaderCommand(m_hostile, hostile, 3, {{"-errorlog", errorLog}}));
     EXPECT_EQ(run.exitStatus, 0) << run.err;  // 128 + a signal after a crash
     EXPECT_EQ(PendingFiles(hostile), staying);
 
@@ -285,10 +281,7 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
             messages[file].insert(line.substr(0, 8));
         }
     }
-    for (const auto& due : dueMessages) {
-        EXPECT_EQ(messages[due.first], due.second) << due.first;
-    }
-    EXPECT_EQ(messages.size(), dueMessages.size()) << ReadFile(errorLog).substr(0, 20000);
+    EXPECT_EQ(messages, dueMessages);
 
     // Records of two lines: "# <file>:<line>: <cause>", then the raw line.
     std::istringstream rejects(ReadFile(errorLog + ".rejected"));
@@ -335,28 +328,19 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
     }
     TestDatabase database;
     AFP_REQUIRE_DATABASE(database);
-    const std::filesystem::path databaseDir =
-        std::filesystem::path(database.dbName()).parent_path();
-    ASSERT_EQ(::chown(databaseDir.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
-    for (const auto& entry : std::filesystem::directory_iterator(databaseDir)) {
-        ASSERT_EQ(::chown(entry.path().c_str(), nobody->pw_uid, nobody->pw_gid), 0);
-    }
-    ScratchDirectory scratch;
-    ::chmod(scratch.path().c_str(), 0755);
+    namespace fs = std::filesystem;
+    const std::string databaseDir = fs::path(database.dbName()).parent_path();
+    ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", databaseDir}).exitStatus, 0);
     // A copy of the program and its catalogue that nobody may run: the build
     // tree may lie below a directory private to root.
-    namespace fs = std::filesystem;
-    const fs::path built = fs::path(AFP_PROGRAM).parent_path().parent_path();
+    ScratchDirectory scratch;
     const std::string catalogue = "share/qxesauditfileprocessor/en-us/afpmsg.cat";
     fs::create_directories(fs::path(scratch / catalogue).parent_path());
     fs::create_directories(scratch / "bin");
-    fs::copy_file(built / catalogue, scratch / catalogue);
+    fs::copy_file(fs::path(AFP_PROGRAM).parent_path().parent_path() / catalogue,
+                  scratch / catalogue);
     fs::copy_file(AFP_PROGRAM, scratch / "bin/qxesauditfileprocessor");
-    for (const std::string& directory :
-         {scratch / "share", scratch / "share/qxesauditfileprocessor",
-          scratch / "share/qxesauditfileprocessor/en-us", scratch / "bin"}) {
-        ::chmod(directory.c_str(), 0755);
-    }
+    ASSERT_EQ(RunProcess({"chmod", "-R", "a+rX", scratch.path()}).exitStatus, 0);
     const std::string content = AuditFile({Request("P1")});
     const std::string target = scratch / "qxes_audit_target.log";  // outside every audit directory
     WriteFile(target, content);
@@ -399,10 +383,7 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
                                          "--regid=nogroup", "--clear-groups"});
         const ProcessResult run = RunProcess(command);
         EXPECT_EQ(run.exitStatus, 0) << entry.name << run.err;  // 124: it waited on the fifo
-        std::string message = entry.message;
-        for (size_t at = message.find("%s"); at != std::string::npos; at = message.find("%s")) {
-            message.replace(at, 2, path);
-        }
+        const std::string message = std::regex_replace(entry.message, std::regex("%s"), path);
         EXPECT_NE(run.out.find(message), std::string::npos) << message << "\n" << run.out;
         EXPECT_NE(run.out.find("AFP-0058"), std::string::npos) << run.out;
         EXPECT_EQ(NamesIn(directory), std::vector<std::string>{entry.name});

@@ -1,4 +1,5 @@
-// The loader as a scheduler runs it: the run summary and the run reports
+// The programs as users and schedulers run them: usage, help and version under
+// any locale or without the catalogue, the run summary and the run reports
 // against the tables, the exit status of each kind of ending, a run from cron's
 // bare environment, secrets kept off the command line and out of the dump, and
 // output paths that must not be followed or that stop taking writes.
@@ -136,20 +137,25 @@ TEST_F(Operability, DetailedExitStatusTellsHowTheRunEndedAndTheDefaultStaysZero)
         std::string content;  // the one audit file
         Arguments extra;
         int status;
-        std::string message;
+        std::vector<std::string> messages;  // in this order
     } cases[] = {
-        {"loaded", AuditFile({Startup("h1")}), {}, 0, "AFP-0058: "},
-        {"refused", AuditFile({Startup("h2"), Unknown()}), {}, 65, "AFP-0026: "},
-        {"stopped", AuditFile({Startup("h3"), Stopper()}), {}, 75, "AFP-0027: "},
-        {"unreachable", "", {"-dbname", m_dir / "missing.db"}, 69, "missing.db"},
-        {"usage", "", {"-nbrows"}, 64, "AFP-0043: "},
+        {"loaded", AuditFile({Startup("h1")}), {}, 0, {"AFP-0058: "}},
+        {"refused", AuditFile({Startup("h2"), Unknown()}), {}, 65, {"AFP-0026: "}},
+        // The stopping line, its cause and the run's error code.
+        {"stopped",
+         AuditFile({Startup("h3"), Stopper()}),
+         {},
+         75,
+         {"AFP-0027: ", Stopper().substr(0, 40), "AFP-0047: ", "the stopper", "AFP-0002:"}},
+        {"unreachable", "", {"-dbname", m_dir / "missing.db"}, 69, {"missing.db"}},
+        {"usage", "", {"-nbrows"}, 64, {"AFP-0043: "}},
         {"no directory",
          "",
          {"-auditlocation", m_dir / "none"},
          66,
-         "AFP-0022: The audit directory does not exist or is not a directory: " + m_dir / "none"},
+         {"AFP-0022: The audit directory does not exist or is not a directory: " + m_dir / "none"}},
     };
-    int run = 0;
+    int fileNumber = 0;
     for (const auto& c : cases) {
         for (const bool detailed : {false, true}) {
             for (const std::string& name : NamesIn(m_audit)) {
@@ -158,7 +164,8 @@ TEST_F(Operability, DetailedExitStatusTellsHowTheRunEndedAndTheDefaultStaysZero)
             // A new name each time: a file recorded as loaded is not read again.
             m_database.exec("DELETE FROM QXES_DISPATCHER");
             if (!c.content.empty()) {
-                WriteFile(m_audit + "/qxes_audit_" + std::to_string(++run) + ".log", c.content);
+                WriteFile(m_audit + "/qxes_audit_" + std::to_string(++fileNumber) + ".log",
+                          c.content);
             }
             Arguments command = Loader(c.extra);
             if (detailed) {
@@ -166,7 +173,11 @@ TEST_F(Operability, DetailedExitStatusTellsHowTheRunEndedAndTheDefaultStaysZero)
             }
             const ProcessResult run = RunProcess(command);
             EXPECT_EQ(run.exitStatus, detailed ? c.status : 0) << c.name << "\n" << run.out;
-            EXPECT_NE(run.out.find(c.message), std::string::npos) << c.name << "\n" << run.out;
+            size_t at = 0;
+            for (const std::string& message : c.messages) {
+                at = run.out.find(message, at);
+                EXPECT_NE(at, std::string::npos) << c.name << ": " << message << "\n" << run.out;
+            }
             // The summary ends every run that reached the database, and only those.
             const bool connected = c.status != 64 && c.status != 69;
             EXPECT_EQ(Count(run.out, "AFP-0058"), connected ? 1u : 0u) << c.name;
@@ -174,24 +185,54 @@ TEST_F(Operability, DetailedExitStatusTellsHowTheRunEndedAndTheDefaultStaysZero)
     }
 }
 
-TEST_F(Operability, HelpAndVersionAnswerOnStandardOutputAndExitZero) {
+TEST(Program, UsageHelpAndVersionAnswerOnStandardOutputUnderAnyLocale) {
+    // Too few arguments: the usage, one line per option, between the two refusals.
+    const std::string usage = "AFP-0039: Usage: qxesauditfileprocessor ";
+    std::string options = "^AFP-0044:[\\s\\S]*" + usage;
+    for (const char* option : {"-dbname", "-dbconnect", "-dbuser", "-dbpass", "-auditlocation",
+                               "-df", "-errorlog", "-nbrows", "-exitonerror"}) {
+        options += std::string("[\\s\\S]*\\n  ") + option + " ";
+    }
     const struct {
         Arguments command;
-        std::string output;
+        std::string pattern;
     } cases[] = {
-        {{AFP_PROGRAM, "--help"}, "AFP-0039: Usage: qxesauditfileprocessor "},
-        {{AFP_PROGRAM, "-dbname", "x", "-H"}, "AFP-0039: Usage: qxesauditfileprocessor "},
-        {{AFP_PROGRAM, "--version"}, "AFP-0062: qxesauditfileprocessor " AFP_VERSION "\n"},
-        {{AFP_AUDITGEN, "--help"}, "usage: qxesauditgen --output DIR"},
-        {{AFP_AUDITGEN, "--seed", "1", "-h"}, "usage: qxesauditgen --output DIR"},
-        {{AFP_AUDITGEN, "--version"}, "qxesauditgen " AFP_VERSION "\n"},
+        {{AFP_PROGRAM}, options + "[\\s\\S]*AFP-0008:"},
+        {{"env", "LC_ALL=xx_YY.NOPE", "LANG=zz", AFP_PROGRAM},
+         "AFP-0039: Usage:[\\s\\S]*AFP-0008:"},
+        {{AFP_PROGRAM, "--help"}, "^" + usage},
+        {{AFP_PROGRAM, "-dbname", "x", "-H"}, "^" + usage},
+        {{AFP_PROGRAM, "--version"}, "^AFP-0062: qxesauditfileprocessor " AFP_VERSION "\n$"},
+        {{AFP_AUDITGEN, "--help"}, "^usage: qxesauditgen --output DIR"},
+        {{AFP_AUDITGEN, "--seed", "1", "-h"}, "^usage: qxesauditgen --output DIR"},
+        {{AFP_AUDITGEN, "--version"}, "^qxesauditgen " AFP_VERSION "\n$"},
     };
     for (const auto& c : cases) {
         const ProcessResult run = RunProcess(c.command);
-        EXPECT_EQ(run.exitStatus, 0) << c.command.back();
-        EXPECT_EQ(run.out.rfind(c.output, 0), 0u) << c.command.back() << "\n" << run.out;
-        EXPECT_EQ(run.err, "") << c.command.back();
+        EXPECT_EQ(run.exitStatus, 0) << c.pattern;
+        EXPECT_TRUE(std::regex_search(run.out, std::regex(c.pattern))) << c.pattern << "\n"
+                                                                       << run.out;
+        EXPECT_EQ(run.err, "") << c.pattern;
     }
+}
+
+TEST(Program, WithoutItsCatalogueStillShowsMessageNumbers) {
+    ScratchDirectory directory;
+    const std::string copy = directory / "qxesauditfileprocessor";
+    std::filesystem::copy_file(AFP_PROGRAM, copy);
+    const ProcessResult run = RunProcess({copy, "-dbname", "A", "-dbuser", "B", "-q", "x"});
+    EXPECT_EQ(run.exitStatus, 0);
+    EXPECT_EQ(run.out, "AFP-0042: -q\nAFP-0008:\n");
+    EXPECT_NE(run.err.find("afpmsg.cat"), std::string::npos) << run.err;
+}
+
+TEST(Program, ABareNameNotOnThePathIsRefusedCleanly) {
+    const ProcessResult run = RunProcess({"env", "PATH=/nonexistent", "/bin/bash", "-c",
+                                          "exec -a qxesauditfileprocessor " AFP_PROGRAM});
+    EXPECT_EQ(run.exitStatus, 1);
+    EXPECT_NE(run.err.find("cannot find the program's own directory"), std::string::npos)
+        << run.err;
+    EXPECT_EQ(run.out, "");
 }
 
 TEST_F(Operability, RunsFromCronsBareEnvironmentInAnotherDirectory) {

@@ -12,35 +12,23 @@ build="$(cd "$1" && pwd)"
 scratch="$(mktemp -d /tmp/afp-package-XXXXXX)"
 trap 'rm -rf "$scratch"' EXIT
 failures=0
-fail() {
-    echo "FAIL: $*" >&2
-    failures=$((failures + 1))
-}
+fail() { echo "FAIL: $*" >&2 && failures=$((failures + 1)); }
 
 # --- Build the packages --------------------------------------------------
-if ! cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" >"$scratch/cpack.log" 2>&1; then
-    cat "$scratch/cpack.log" >&2
-    echo "FAIL: cpack" >&2
-    exit 1
-fi
+cpack --config "$build/CPackConfig.cmake" -B "$scratch/packages" >"$scratch/cpack.log" 2>&1 ||
+    { cat "$scratch/cpack.log" >&2 && echo "FAIL: cpack" >&2 && exit 1; }
 arch="$(dpkg --print-architecture)"
 loader_deb=("$scratch"/packages/qxesauditfileprocessor_*_"$arch".deb)
 gen_deb=("$scratch"/packages/qxesauditgen_*_"$arch".deb)
-for deb in "${loader_deb[0]}" "${gen_deb[0]}"; do
-    [ -f "$deb" ] || { echo "FAIL: no package $deb" >&2; exit 1; }
-done
+for deb in "${loader_deb[0]}" "${gen_deb[0]}"; do [ -f "$deb" ] || { fail "no package $deb" && exit 1; }; done
 
 # --- Metadata --------------------------------------------------------------
 field() { dpkg-deb -f "$1" "$2"; }
-depends_has() {
-    local deb="$1" package="$2" want="$3"
-    local depends
-    depends="$(field "$deb" Depends)"
-    if [[ ", $depends," =~ [\ ,]${package}[\ ,] ]]; then
-        [ "$want" = yes ] || fail "$(basename "$deb") depends on $package"
-    else
-        [ "$want" = no ] || fail "$(basename "$deb") does not depend on $package: $depends"
-    fi
+depends_has() { # DEB PACKAGE yes|no
+    local depends has=no
+    depends="$(field "$1" Depends)"
+    [[ ", $depends," =~ [\ ,]${2}[\ ,] ]] && has=yes
+    [ "$has" = "$3" ] || fail "$(basename "$1"): depends on $2: $has, wanted $3 ($depends)"
 }
 [ "$(field "${loader_deb[0]}" Package)" = qxesauditfileprocessor ] || fail "loader package name"
 [ "$(field "${gen_deb[0]}" Package)" = qxesauditgen ] || fail "writer package name"
@@ -48,18 +36,17 @@ depends_has() {
 for dependency in libc6 libsqlite3-0 libpq5 adduser; do
     depends_has "${loader_deb[0]}" "$dependency" yes
 done
-depends_has "${gen_deb[0]}" libc6 yes
-depends_has "${gen_deb[0]}" libsqlite3-0 no
-depends_has "${gen_deb[0]}" libpq5 no
+for dependency in libc6:yes libsqlite3-0:no libpq5:no; do
+    depends_has "${gen_deb[0]}" "${dependency%:*}" "${dependency#*:}"
+done
 
 dpkg-deb -e "${loader_deb[0]}" "$scratch/control"
 for script in postinst prerm postrm; do
     [ -x "$scratch/control/$script" ] || fail "maintainer script $script missing or not executable"
     sh -n "$scratch/control/$script" || fail "maintainer script $script does not parse"
 done
-printf '%s\n' /etc/logrotate.d/qxesauditfileprocessor /etc/qxesauditfileprocessor/loader.env \
-    >"$scratch/expected-conffiles"
-sort "$scratch/control/conffiles" | diff -u "$scratch/expected-conffiles" - ||
+sort "$scratch/control/conffiles" |
+    diff -u <(printf '%s\n' /etc/logrotate.d/qxesauditfileprocessor /etc/qxesauditfileprocessor/loader.env) - ||
     fail "conffiles are not the files under /etc"
 
 # --- Contents: exactly these files, all owned by root -----------------------
@@ -82,9 +69,7 @@ EOF
 contents "${gen_deb[0]}" | diff -u - <(printf '%s\n' /usr/bin/qxesauditgen /usr/share/man/man1/qxesauditgen.1.gz) ||
     fail "unexpected contents of the writer package"
 for deb in "${loader_deb[0]}" "${gen_deb[0]}"; do
-    if dpkg-deb -c "$deb" | awk '$2 != "root/root"' | grep .; then
-        fail "$(basename "$deb") has files not owned by root"
-    fi
+    ! dpkg-deb -c "$deb" | awk '$2 != "root/root"' | grep . || fail "$(basename "$deb") has files not owned by root"
 done
 
 # --- Unpack and use ----------------------------------------------------------
@@ -110,9 +95,7 @@ sqlite3 "$database" <"$root/usr/share/qxesauditfileprocessor/schema/sqlite.sql" 
 "$root/usr/bin/qxesauditfileprocessor" -dbname "$database" -dbconnect 'LOCAL;SQ;' -dbuser audit \
     -dbpass unused -auditlocation "$audit" >"$scratch/load.out" 2>&1 ||
     fail "the unpacked loader exited with $?"
-if grep -v '^AFP-0058:' "$scratch/load.out" | grep .; then
-    fail "the load of a generated directory showed messages"
-fi
+! grep -v '^AFP-0058:' "$scratch/load.out" | grep . || fail "the load of a generated directory showed messages"
 loaded=$(find "$audit" -name '*.___' | wc -l)
 [ "$loaded" -eq 2 ] || fail "$loaded files renamed to .___ instead of 2: $(ls "$audit")"
 [ -f "$audit/qxes_audit.log" ] || fail "the live file was taken"
@@ -151,16 +134,12 @@ done < <(grep -oE 'AFP_[A-Z_]+' "$root${units[0]}" | sort -u)
 if command -v systemd-analyze >/dev/null; then
     # --root resolves the program and, through MANPATH, the Documentation= page
     # in the unpacked tree; the host's own targets are not there to check.
-    if ! MANPATH="$root/usr/share/man" systemd-analyze verify --recursive-errors=no --root="$root" \
-        "${units[@]}" >"$scratch/verify.out" 2>&1 || [ -s "$scratch/verify.out" ]; then
+    MANPATH="$root/usr/share/man" systemd-analyze verify --recursive-errors=no --root="$root" \
+        "${units[@]}" >"$scratch/verify.out" 2>&1 && [ ! -s "$scratch/verify.out" ] ||
         fail "systemd-analyze verify: $(cat "$scratch/verify.out")"
-    fi
 else
     echo "NOTICE: systemd-analyze not found; the units were not verified"
 fi
 
-if [ "$failures" -ne 0 ]; then
-    echo "$failures check(s) failed" >&2
-    exit 1
-fi
+[ "$failures" -eq 0 ] || { echo "$failures check(s) failed" >&2 && exit 1; }
 echo "packages: $(basename "${loader_deb[0]}") $(basename "${gen_deb[0]}"): all checks passed"

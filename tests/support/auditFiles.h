@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -25,12 +26,7 @@ const char kStamp[] = "2011-03-04:17:05:09.042";
 // A run's standard output without the summary message (AFP-0058) that ends
 // every run that reached the database.
 inline std::string WithoutSummary(const std::string& out) {
-    const size_t at = out.rfind("AFP-0058: ");
-    if (at == std::string::npos) {
-        return out;
-    }
-    const size_t end = out.find('\n', at);
-    return out.substr(0, at) + (end == std::string::npos ? "" : out.substr(end + 1));
+    return std::regex_replace(out, std::regex("AFP-0058: .*\n?"), "");
 }
 
 // The names that a later run still has to load: everything not set aside.
@@ -138,8 +134,8 @@ inline TableDump DumpTables(TestDatabase& database) {
 }
 
 // The program's command line: `program` then each option and its value.
-inline std::vector<std::string> Command(
-    const std::string& program, const std::vector<std::pair<std::string, std::string>>& options) {
+using Options = std::vector<std::pair<std::string, std::string>>;
+inline std::vector<std::string> Command(const std::string& program, const Options& options) {
     std::vector<std::string> command = {program};
     for (const auto& option : options) {
         command.insert(command.end(), {option.first, option.second});
@@ -148,15 +144,17 @@ inline std::vector<std::string> Command(
 }
 
 #ifdef AFP_PROGRAM
-// The loader's command line for a load of `directory` into `database`.
+// The loader's command line for a load of `directory` into `database`, then `extra`.
 inline std::vector<std::string> LoaderCommand(const TestDatabase& database,
-                                              const std::string& directory, int rowCount) {
-    return Command(AFP_PROGRAM, {{"-dbname", database.dbName()},
+                                              const std::string& directory, int rowCount,
+                                              Options extra = {}) {
+    extra.insert(extra.begin(), {{"-dbname", database.dbName()},
                                  {"-dbconnect", database.dbConnect()},
                                  {"-dbuser", database.dbUser()},
                                  {"-dbpass", database.dbPassword()},
                                  {"-auditlocation", directory},
                                  {"-nbrows", std::to_string(rowCount)}});
+    return Command(AFP_PROGRAM, extra);
 }
 
 inline ProcessResult RunLoader(const TestDatabase& database, const std::string& directory,
@@ -176,9 +174,7 @@ inline ProcessResult Generate(const std::string& directory, unsigned seed, unsig
                                                               {"--lines", std::to_string(lines)},
                                                               {"--sessions", "6"},
                                                               {"--session-prefix", prefix}});
-    if (splitUsage) {
-        command.push_back("--split-usage");
-    }
+    command.resize(command.size() + (splitUsage ? 1 : 0), "--split-usage");
     return RunProcess(command);
 }
 #endif

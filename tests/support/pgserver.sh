@@ -7,24 +7,18 @@
 # loader does in production. Durability is switched off for speed.
 set -euo pipefail
 
-usage() {
-    echo "usage: $0 start|stop DIR" >&2
-    exit 2
-}
-
+usage() { echo "usage: $0 start|stop DIR" >&2 && exit 2; }
 [ $# -eq 2 ] || usage
 action=$1
 dir=$2
 pgUser=afptest
 pgPassword=afptest-secret
+say() { echo "pgserver.sh: $*" >&2; }
 
 findBinDir() {
     local candidate
     for candidate in $(ls -d /usr/lib/postgresql/*/bin 2>/dev/null | sort -V -r); do
-        if [ -x "$candidate/initdb" ] && [ -x "$candidate/pg_ctl" ]; then
-            echo "$candidate"
-            return 0
-        fi
+        [ -x "$candidate/initdb" ] && [ -x "$candidate/pg_ctl" ] && echo "$candidate" && return 0
     done
     return 1
 }
@@ -53,16 +47,9 @@ asUser() {
     fi
 }
 
-portInUse() {
-    (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null
-}
-
 start() {
-    local binDir user port attempt
-    if ! binDir=$(findBinDir); then
-        echo "pgserver.sh: PostgreSQL is not installed (no initdb under /usr/lib/postgresql/*/bin)" >&2
-        exit 1
-    fi
+    local binDir user port
+    binDir=$(findBinDir) || { say "PostgreSQL is not installed (no initdb under /usr/lib/postgresql/*/bin)" && exit 1; }
     user=$(osUser)
     mkdir -p "$dir"
     dir=$(cd "$dir" && pwd)
@@ -74,19 +61,16 @@ start() {
     chown "$user" "$dir"
     if [ ! -f "$dir/data/PG_VERSION" ]; then
         rm -rf "$dir/data"
-        printf '%s\n' "$pgPassword" >"$dir/pwfile"
+        (umask 077 && printf '%s\n' "$pgPassword" >"$dir/pwfile")
         chown "$user" "$dir/pwfile"
-        chmod 600 "$dir/pwfile"
         asUser "$user" "$binDir/initdb" -D "$dir/data" -U "$pgUser" --pwfile="$dir/pwfile" \
-            --auth=scram-sha-256 --encoding=UTF8 --locale=C >"$dir/initdb.log" 2>&1 || {
-            echo "pgserver.sh: initdb failed, see $dir/initdb.log" >&2
-            exit 1
-        }
+            --auth=scram-sha-256 --encoding=UTF8 --locale=C >"$dir/initdb.log" 2>&1 ||
+            { say "initdb failed, see $dir/initdb.log" && exit 1; }
         rm -f "$dir/pwfile"
     fi
-    for attempt in $(seq 1 40); do
+    for _ in $(seq 1 40); do
         port=$((20000 + (RANDOM % 20000)))
-        portInUse "$port" && continue
+        (exec 3<>"/dev/tcp/127.0.0.1/$port") 2>/dev/null && continue # in use
         if asUser "$user" "$binDir/pg_ctl" -D "$dir/data" -l "$dir/server.log" -w -t 60 \
             -o "-p $port -c listen_addresses=127.0.0.1 -k $dir -c fsync=off -c synchronous_commit=off -c full_page_writes=off" \
             start >/dev/null 2>&1; then
@@ -96,19 +80,14 @@ start() {
             return 0
         fi
     done
-    echo "pgserver.sh: could not start PostgreSQL, see $dir/server.log" >&2
-    exit 1
+    say "could not start PostgreSQL, see $dir/server.log" && exit 1
 }
 
 stop() {
-    local binDir user
-    [ -f "$dir/data/postmaster.pid" ] || {
-        rm -f "$dir/env"
-        return 0
-    }
-    binDir=$(findBinDir) || return 0
-    user=$(osUser)
-    asUser "$user" "$binDir/pg_ctl" -D "$dir/data" -m fast -w stop >/dev/null 2>&1 || true
+    local binDir
+    if [ -f "$dir/data/postmaster.pid" ] && binDir=$(findBinDir); then
+        asUser "$(osUser)" "$binDir/pg_ctl" -D "$dir/data" -m fast -w stop >/dev/null 2>&1 || true
+    fi
     rm -f "$dir/env"
 }
 

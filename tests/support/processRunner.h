@@ -19,13 +19,11 @@
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <system_error>
 #include <vector>
 
 inline std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
     std::stringstream content;
-    content << in.rdbuf();
+    content << std::ifstream(path, std::ios::binary).rdbuf();
     return content.str();
 }
 
@@ -81,8 +79,7 @@ class ChildProcess {
     explicit ChildProcess(const std::vector<std::string>& arguments) {
         char outPath[] = "/tmp/afp-out-XXXXXX", errPath[] = "/tmp/afp-err-XXXXXX";
         const int outFile = ::mkstemp(outPath), errFile = ::mkstemp(errPath);
-        m_outPath = outPath;
-        m_errPath = errPath;
+        m_outPath = outPath, m_errPath = errPath;
         std::vector<char*> argv;
         for (const std::string& argument : arguments) {
             argv.push_back(const_cast<char*>(argument.c_str()));
@@ -109,7 +106,6 @@ class ChildProcess {
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
-    bool started() const { return m_pid > 0; }
     // Sends a signal to the child while it runs (once ended, it waits as a
     // zombie, so the identifier is still its own).
     void Signal(int signal) {

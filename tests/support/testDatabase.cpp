@@ -25,17 +25,15 @@ struct TestDatabase::Native {
 namespace {
 
 std::string Schema(const std::string& fileName) {
-    const std::string path = std::string(AFP_SOURCE_DIR) + "/schema/" + fileName;
-    const std::string schema = ReadFile(path);
+    const std::string schema = ReadFile(std::string(AFP_SOURCE_DIR) + "/schema/" + fileName);
     if (schema.empty()) {
-        throw std::runtime_error("cannot read the schema file " + path);
+        throw std::runtime_error("cannot read the schema file " + fileName);
     }
     return schema;
 }
 
 std::string Env(const char* name) {
-    const char* value = std::getenv(name);
-    return value == nullptr ? "" : value;
+    return std::getenv(name) == nullptr ? "" : std::getenv(name);
 }
 
 Rows SqliteQuery(sqlite3* db, const std::string& sql) {
@@ -148,9 +146,9 @@ void TestDatabase::create() {
 
 SQLDB& TestDatabase::db() {
     if (!m_db) {
-        auto db = std::make_unique<SQLDB>();
-        db->connect(m_dbName, m_connectString, dbType(), m_user, m_password);
-        m_db = std::move(db);
+        auto session = std::make_unique<SQLDB>();  // kept only once connected
+        session->connect(m_dbName, m_connectString, dbType(), m_user, m_password);
+        m_db = std::move(session);
     }
     return *m_db;
 }

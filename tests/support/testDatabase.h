@@ -30,10 +30,12 @@ inline void PrintTo(TestBackend backend, std::ostream* stream) {
 
 // Runs every case of a value-parameterised suite on both backends, each
 // instance named after its backend.
-#define AFP_ON_BOTH_BACKENDS(Suite)                                                         \
-    INSTANTIATE_TEST_SUITE_P(                                                               \
-        Backends, Suite, ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL), \
-        [](const ::testing::TestParamInfo<TestBackend>& info) { return BackendName(info.param); })
+#define AFP_ON_BOTH_BACKENDS(Suite)                                                             \
+    INSTANTIATE_TEST_SUITE_P(Backends, Suite,                                                   \
+                             ::testing::Values(TestBackend::kSQLite, TestBackend::kPostgreSQL), \
+                             [](const ::testing::TestParamInfo<TestBackend>& instance) {        \
+                                 return BackendName(instance.param);                            \
+                             })
 
 // The eight audit tables, in the order the schema creates them.
 const char* const kAuditTables[] = {"QXES_DISPATCHER",    "QXES_SESSION",     "QXES_REQUEST",
@@ -90,8 +92,7 @@ class TestDatabase {
         const char* afpCi = std::getenv("CI");                                        \
         if (!afpReason.empty() && afpCi != nullptr && std::string(afpCi) == "true") { \
             GTEST_FAIL() << "database unavailable in CI: " << afpReason;              \
-        }                                                                             \
-        if (!afpReason.empty()) {                                                     \
+        } else if (!afpReason.empty()) {                                              \
             GTEST_SKIP() << afpReason;                                                \
         }                                                                             \
     } while (false)
