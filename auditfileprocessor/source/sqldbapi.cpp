@@ -17,9 +17,9 @@ namespace {
 
 // The SQL dump also marks where each transaction begins and ends, so that it
 // can be replayed with the loader's own batches.
-// Transaction boundaries also push the dump's buffer out, so that a dump
+// The end of a transaction also pushes the dump's buffer out, so that a dump
 // read during a run ends at a boundary.
-void DumpTransactionStatement(const char* statement) {
+void DumpTransactionEnd(const char* statement) {
     SQLDB::WriteToDump(statement);
     if (g_SQLDumpFile != nullptr) {
         std::fflush(g_SQLDumpFile);
@@ -337,7 +337,7 @@ void SQLDB::startTransaction() {
               __LINE__);
     }
     m_trHandle = m_driver.get();
-    DumpTransactionStatement("BEGIN");
+    WriteToDump("BEGIN");
 }
 
 void SQLDB::commit(int commitOrRollback) {
@@ -348,7 +348,7 @@ void SQLDB::commit(int commitOrRollback) {
     m_inLine = false;
     m_lineSavepointTaken = false;
     DatabaseDriver* driver = std::exchange(m_trHandle, nullptr);
-    DumpTransactionStatement(commitOrRollback != 0 ? "COMMIT" : "ROLLBACK");
+    DumpTransactionEnd(commitOrRollback != 0 ? "COMMIT" : "ROLLBACK");
     DatabaseDriver::Result result = commitOrRollback != 0 ? driver->commit() : driver->rollback();
     m_status = result.status;
     // A batch that did not reach the disk must not pass for loaded; a failed
