@@ -122,7 +122,10 @@ class TableAccess {
                            const std::string& value, bool isLast, std::string& scratch) const;
     // Appends the WHERE clause of the key columns of `keyRow` in both forms.
     bool AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
-                     const ColumnList& keyRow, std::string& scratch) const;
+                     const ColumnList& keyRow) const;
+    // Appends every column of `columns` with AppendLiteral; false when any is refused.
+    bool AppendLiterals(std::string& clause, std::string& shape, BoundStatement& bound, Clause form,
+                        const ColumnList& columns) const;
     // Cuts an over-long ordinary text to its column's width, or raises
     // CPPWebException code 1 for an over-long key or reference.
     void CheckTextWidth(const Table* table, const std::string& columnName, std::string& value,

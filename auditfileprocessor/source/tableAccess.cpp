@@ -118,13 +118,7 @@ bool TableAccess::InsertRow(SQLDB* db, const ColumnList& row, bool ahead) {
     literal.reserve(kStatementRoom);
     shape.reserve(kStatementRoom);
     BoundStatement bound;
-    bool valid = true;
-    std::string scratch;
-    for (size_t i = 0; i < row.size(); ++i) {
-        valid = AppendLiteral(literal, shape, bound, Clause::kInsert, *row[i], i + 1 == row.size(),
-                              scratch) &&
-                valid;
-    }
+    const bool valid = AppendLiterals(literal, shape, bound, Clause::kInsert, row);
     literal += ')';
     shape += ')';
     // A refused statement is shown in the dump as built, but never run.
@@ -166,16 +160,10 @@ bool TableAccess::Update(SQLDB* db, const ColumnList& newValues, const ColumnLis
     literal.reserve(kStatementRoom);
     shape.reserve(kStatementRoom);
     BoundStatement bound;
-    bool valid = true;
-    std::string scratch;
-    for (size_t i = 0; i < setColumns.size(); ++i) {
-        valid = AppendLiteral(literal, shape, bound, Clause::kSet, *setColumns[i],
-                              i + 1 == setColumns.size(), scratch) &&
-                valid;
-    }
+    bool valid = AppendLiterals(literal, shape, bound, Clause::kSet, setColumns);
     literal += " WHERE ";
     shape += " WHERE ";
-    valid = AppendWhere(literal, shape, bound, keyRow, scratch) && valid;
+    valid = AppendWhere(literal, shape, bound, keyRow) && valid;
     WriteSQLStatementToFile(literal, g_SQLDumpFile);
     if (!valid) {
         NoteRefusal(db);
@@ -194,8 +182,7 @@ int TableAccess::Select(SQLDB* db, const ColumnList& keyRow) const {
     literal.reserve(kStatementRoom);
     shape.reserve(kStatementRoom);
     BoundStatement bound;
-    std::string scratch;
-    const bool valid = AppendWhere(literal, shape, bound, keyRow, scratch);
+    const bool valid = AppendWhere(literal, shape, bound, keyRow);
     WriteSQLStatementToFile(literal, g_SQLDumpFile);
     if (!valid) {
         NoteRefusal(db);
@@ -206,7 +193,7 @@ int TableAccess::Select(SQLDB* db, const ColumnList& keyRow) const {
 }
 
 bool TableAccess::AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
-                              const ColumnList& keyRow, std::string& scratch) const {
+                              const ColumnList& keyRow) const {
     ColumnList keyColumns;
     keyColumns.reserve(keyRow.size());
     for (const ColumnData* column : keyRow) {
@@ -214,10 +201,16 @@ bool TableAccess::AppendWhere(std::string& clause, std::string& shape, BoundStat
             keyColumns.push_back(column);
         }
     }
+    return AppendLiterals(clause, shape, bound, Clause::kWhere, keyColumns);
+}
+
+bool TableAccess::AppendLiterals(std::string& clause, std::string& shape, BoundStatement& bound,
+                                 Clause form, const ColumnList& columns) const {
     bool valid = true;
-    for (size_t i = 0; i < keyColumns.size(); ++i) {
-        valid = AppendLiteral(clause, shape, bound, Clause::kWhere, *keyColumns[i],
-                              i + 1 == keyColumns.size(), scratch) &&
+    std::string scratch;
+    for (size_t i = 0; i < columns.size(); ++i) {
+        valid = AppendLiteral(clause, shape, bound, form, *columns[i], i + 1 == columns.size(),
+                              scratch) &&
                 valid;
     }
     return valid;
