@@ -20,7 +20,7 @@ usage() {
 
 mode="${1:-}"
 case "$mode" in
-    smoke) seconds=12 ;;
+    smoke) seconds=8 ;;
     long)
         seconds="${2:-}"
         [[ "$seconds" =~ ^[0-9]+$ ]] && ((seconds > 0)) || usage
