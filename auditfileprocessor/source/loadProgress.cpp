@@ -70,7 +70,7 @@ class Statement {
     }
 
     const std::string& text() const { return m_text; }
-    BoundStatement Bound() {
+    const BoundStatement& Bound() {
         m_bound.setShape(m_shape);
         return m_bound;
     }

@@ -349,14 +349,8 @@ DatabaseDriver::Result PostgresDriver::execute(const std::string& statement, boo
     if (!result.ok() || !query) {
         return result;
     }
-    m_cursor = kCursorInHand;
-    m_rows = std::move(results.back());
-    m_nextRow = 0;
-    m_rowsExhausted = PQntuples(m_rows.get()) < kFetchBatch;
-    int columnCount = PQnfields(m_rows.get());
-    for (int i = 0; i < columnCount; ++i) {
-        columns.push_back(Describe(m_rows.get(), i));
-    }
+    const bool exhausted = PQntuples(results.back().get()) < kFetchBatch;
+    holdRows(std::move(results.back()), kCursorInHand, exhausted, columns);
     return result;
 }
 
@@ -440,15 +434,20 @@ DatabaseDriver::Result PostgresDriver::execute(const BoundStatement& statement, 
     if (!result.ok() || !query) {
         return result;
     }
-    m_cursor = kResultInHand;
-    m_rows = std::move(results.back());
+    holdRows(std::move(results.back()), kResultInHand, true, columns);
+    return result;
+}
+
+void PostgresDriver::holdRows(PgResult rows, CursorState cursor, bool exhausted,
+                              std::vector<SqlDA::ColumnDescription>& columns) {
+    m_cursor = cursor;
+    m_rows = std::move(rows);
     m_nextRow = 0;
-    m_rowsExhausted = true;
-    int columnCount = PQnfields(m_rows.get());
+    m_rowsExhausted = exhausted;
+    const int columnCount = PQnfields(m_rows.get());
     for (int i = 0; i < columnCount; ++i) {
         columns.push_back(Describe(m_rows.get(), i));
     }
-    return result;
 }
 
 DatabaseDriver::Result PostgresDriver::fetch(std::vector<std::optional<std::string>>& row) {

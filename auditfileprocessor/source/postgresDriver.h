@@ -88,6 +88,9 @@ class PostgresDriver : public DatabaseDriver {
     // values comes back whole, without a cursor.
     enum CursorState { kNoCursor, kCursorInHand, kCursorToClose, kResultInHand };
 
+    // Takes the first rows of a query in hand and describes its columns.
+    void holdRows(PgResult rows, CursorState cursor, bool exhausted,
+                  std::vector<SqlDA::ColumnDescription>& columns);
     // Sends `commands` and a sync as one pipeline and reads one result per command.
     Result runPipeline(const std::vector<Command>& commands, std::vector<PgResult>& results);
     // Runs `body` between a savepoint and its release; a failure rolls back to
