@@ -1,19 +1,19 @@
 # The database session and its drivers (SQLite, PostgreSQL).
 add_library(afp_database STATIC
-    auditfileprocessor/source/dataAccessLayer.cpp
-    auditfileprocessor/source/pgResult.cpp
-    auditfileprocessor/source/postgresDriver.cpp
-    auditfileprocessor/source/boundStatement.cpp
-    auditfileprocessor/source/sqldbapi.cpp
-    auditfileprocessor/source/sqliteDriver.cpp
-    auditfileprocessor/source/sqliteStatement.cpp)
+    auditfileprocessor/source/database/dataAccessLayer.cpp
+    auditfileprocessor/source/database/pgResult.cpp
+    auditfileprocessor/source/database/postgresDriver.cpp
+    auditfileprocessor/source/database/boundStatement.cpp
+    auditfileprocessor/source/database/sqldbapi.cpp
+    auditfileprocessor/source/database/sqliteDriver.cpp
+    auditfileprocessor/source/database/sqliteStatement.cpp)
 afp_headers(afp_database PUBLIC
-    auditfileprocessor/include/sqldbapi.h
-    auditfileprocessor/include/sqlDA.h
-    auditfileprocessor/include/sqlColType.h
-    auditfileprocessor/include/databaseDriver.h
-    auditfileprocessor/include/boundStatement.h
-    auditfileprocessor/include/dataAccessLayer.h)
+    auditfileprocessor/include/database/sqldbapi.h
+    auditfileprocessor/include/database/sqlDA.h
+    auditfileprocessor/include/database/sqlColType.h
+    auditfileprocessor/include/database/databaseDriver.h
+    auditfileprocessor/include/database/boundStatement.h
+    auditfileprocessor/include/database/dataAccessLayer.h)
 target_link_libraries(afp_database PRIVATE afp_runtime PkgConfig::SQLITE3 PkgConfig::LIBPQ)
 
 if(AFP_TESTS)
@@ -26,7 +26,7 @@ if(AFP_TESTS)
     target_compile_definitions(afp_testdatabase PUBLIC AFP_SOURCE_DIR="${CMAKE_SOURCE_DIR}")
 
     add_executable(afp_database_tests
-        tests/auditfileprocessor/sqldbTest.cpp)
+        tests/auditfileprocessor/database/sqldbTest.cpp)
     target_link_libraries(afp_database_tests PRIVATE afp_testdatabase afp_runtime GTest::gtest_main)
     gtest_discover_tests(afp_database_tests DISCOVERY_TIMEOUT 60)
 endif()

@@ -1,19 +1,19 @@
 # Options, command line and numbered messages, and the message catalogue.
 add_library(afp_driver STATIC
     source/qxMessage.cpp
-    auditfileprocessor/source/messenger.cpp
-    auditfileprocessor/source/afpOptions.cpp
-    auditfileprocessor/source/commandLine.cpp
-    auditfileprocessor/source/programDirectory.cpp
-    auditfileprocessor/source/noFollowFile.cpp
-    auditfileprocessor/source/passwordFile.cpp)
+    auditfileprocessor/source/driver/messenger.cpp
+    auditfileprocessor/source/driver/afpOptions.cpp
+    auditfileprocessor/source/driver/commandLine.cpp
+    auditfileprocessor/source/driver/programDirectory.cpp
+    auditfileprocessor/source/driver/noFollowFile.cpp
+    auditfileprocessor/source/driver/passwordFile.cpp)
 afp_headers(afp_driver PUBLIC
     source/qxMessage.h
-    auditfileprocessor/include/messenger.h
-    auditfileprocessor/include/afpOptions.h
-    auditfileprocessor/include/commandLine.h
-    auditfileprocessor/include/programDirectory.h
-    auditfileprocessor/include/noFollowFile.h)
+    auditfileprocessor/include/driver/messenger.h
+    auditfileprocessor/include/driver/afpOptions.h
+    auditfileprocessor/include/driver/commandLine.h
+    auditfileprocessor/include/driver/programDirectory.h
+    auditfileprocessor/include/driver/noFollowFile.h)
 target_link_libraries(afp_driver PRIVATE afp_runtime)
 
 # One compiled catalogue per language, beside the program as it will be installed.
@@ -28,7 +28,7 @@ add_custom_command(
 add_custom_target(afp_catalogue ALL DEPENDS ${AFP_CATALOGUE})
 
 if(AFP_TESTS)
-    add_executable(afp_driver_tests tests/auditfileprocessor/driverTest.cpp)
+    add_executable(afp_driver_tests tests/auditfileprocessor/driver/driverTest.cpp)
     target_link_libraries(afp_driver_tests PRIVATE afp_driver afp_runtime GTest::gtest_main)
     gtest_discover_tests(afp_driver_tests DISCOVERY_TIMEOUT 60)
 endif()

@@ -1,20 +1,20 @@
 # Subsystem fragment: format. The audit line format and its code tables, the
 # writer's audit record, and the audit-file writer tool.
 add_library(afp_format STATIC
-    auditfileprocessor/source/auditSupport.cpp
-    auditfileprocessor/source/auditRecord.cpp
-    auditfileprocessor/source/auditInfo.cpp
-    auditfileprocessor/source/attributeTree.cpp)
+    auditfileprocessor/source/format/auditSupport.cpp
+    auditfileprocessor/source/format/auditRecord.cpp
+    auditfileprocessor/source/format/auditInfo.cpp
+    auditfileprocessor/source/format/attributeTree.cpp)
 afp_headers(afp_format
     PUBLIC
-        auditfileprocessor/include/auditSupport.h
-        auditfileprocessor/include/auditRecord.h
-        auditfileprocessor/include/auditInfo.h
-    INTERNAL auditfileprocessor/source/attributeTree.h)
+        auditfileprocessor/include/format/auditSupport.h
+        auditfileprocessor/include/format/auditRecord.h
+        auditfileprocessor/include/format/auditInfo.h
+    INTERNAL auditfileprocessor/source/format/attributeTree.h)
 target_link_libraries(afp_format PRIVATE afp_encoding afp_runtime)
 
 if(AFP_TESTS)
-    add_executable(afp_format_tests tests/auditfileprocessor/auditFormatTest.cpp)
+    add_executable(afp_format_tests tests/auditfileprocessor/format/auditFormatTest.cpp)
     target_link_libraries(afp_format_tests PRIVATE afp_format_internals GTest::gtest_main)
     gtest_discover_tests(afp_format_tests DISCOVERY_TIMEOUT 60)
 endif()

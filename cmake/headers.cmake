@@ -8,8 +8,8 @@
 # sources find its other, private headers beside them.
 #
 #   afp_headers(afp_format
-#       PUBLIC auditfileprocessor/include/auditSupport.h
-#       INTERNAL auditfileprocessor/source/attributeTree.h)
+#       PUBLIC auditfileprocessor/include/format/auditSupport.h
+#       INTERNAL auditfileprocessor/source/format/attributeTree.h)
 #
 # INTERNAL names private headers that the library's tests include too; a test
 # reaches them by linking LIBRARY_internals instead of LIBRARY.

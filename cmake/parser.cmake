@@ -1,39 +1,39 @@
 # The loading loop: directory scan, file load, line dispatch.
 # The event handlers add their sources to this library (cmake/handlers.cmake).
 add_library(afp_parser STATIC
-    auditfileprocessor/source/auditFileClaim.cpp
-    auditfileprocessor/source/auditLineCheck.cpp
-    auditfileprocessor/source/parser.cpp
-    auditfileprocessor/source/parserDirectory.cpp
-    auditfileprocessor/source/parserDispatch.cpp
-    auditfileprocessor/source/parserFile.cpp
-    auditfileprocessor/source/parserLine.cpp
-    auditfileprocessor/source/parserLineHandling.cpp
-    auditfileprocessor/source/parserBatch.cpp
-    auditfileprocessor/source/loadProgress.cpp
-    auditfileprocessor/source/stopRequest.cpp
-    auditfileprocessor/source/auditLineReader.cpp
-    auditfileprocessor/source/rejectFile.cpp
-    auditfileprocessor/source/runStatistics.cpp)
+    auditfileprocessor/source/parsing/auditFileClaim.cpp
+    auditfileprocessor/source/parsing/auditLineCheck.cpp
+    auditfileprocessor/source/parsing/parser.cpp
+    auditfileprocessor/source/parsing/parserDirectory.cpp
+    auditfileprocessor/source/parsing/parserDispatch.cpp
+    auditfileprocessor/source/parsing/parserFile.cpp
+    auditfileprocessor/source/parsing/parserLine.cpp
+    auditfileprocessor/source/parsing/parserLineHandling.cpp
+    auditfileprocessor/source/parsing/parserBatch.cpp
+    auditfileprocessor/source/parsing/loadProgress.cpp
+    auditfileprocessor/source/parsing/stopRequest.cpp
+    auditfileprocessor/source/parsing/auditLineReader.cpp
+    auditfileprocessor/source/parsing/rejectFile.cpp
+    auditfileprocessor/source/parsing/runStatistics.cpp)
 afp_headers(afp_parser PUBLIC
-    auditfileprocessor/include/parser.h
-    auditfileprocessor/include/auditFileClaim.h
-    auditfileprocessor/include/auditLineCheck.h
-    auditfileprocessor/include/auditLineReader.h
-    auditfileprocessor/include/loadProgress.h
-    auditfileprocessor/include/rejectFile.h
-    auditfileprocessor/include/runStatistics.h
-    auditfileprocessor/include/stopRequest.h)
+    auditfileprocessor/include/parsing/parser.h
+    auditfileprocessor/include/parsing/auditFileClaim.h
+    auditfileprocessor/include/parsing/auditLineCheck.h
+    auditfileprocessor/include/parsing/auditLineReader.h
+    auditfileprocessor/include/parsing/loadProgress.h
+    auditfileprocessor/include/parsing/rejectFile.h
+    auditfileprocessor/include/parsing/runStatistics.h
+    auditfileprocessor/include/parsing/stopRequest.h)
 target_link_libraries(afp_parser
     PUBLIC afp_rowaccess afp_driver afp_runtime
     PRIVATE afp_database afp_usage afp_format afp_encoding)
 
 if(AFP_TESTS)
     add_executable(afp_parser_tests
-        tests/auditfileprocessor/parserLineTest.cpp
-        tests/auditfileprocessor/loadingTest.cpp
-        tests/auditfileprocessor/auditFileClaimTest.cpp
-        tests/auditfileprocessor/auditLineReaderTest.cpp)
+        tests/auditfileprocessor/parsing/parserLineTest.cpp
+        tests/auditfileprocessor/parsing/loadingTest.cpp
+        tests/auditfileprocessor/parsing/auditFileClaimTest.cpp
+        tests/auditfileprocessor/parsing/auditLineReaderTest.cpp)
     target_link_libraries(afp_parser_tests PRIVATE afp_parser afp_testdatabase afp_format
         GTest::gtest_main)
     # The loading tests also run the built program.

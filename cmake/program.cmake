@@ -3,20 +3,20 @@ find_package(nlohmann_json 3 REQUIRED)
 
 # How a run ended: its outcome, exit status and run reports.
 add_library(afp_runreport STATIC
-    auditfileprocessor/source/runOutcome.cpp
-    auditfileprocessor/source/exitStatus.cpp
-    auditfileprocessor/source/atomicFile.cpp
-    auditfileprocessor/source/runReport.cpp
-    auditfileprocessor/source/metricsReport.cpp)
+    auditfileprocessor/source/runreport/runOutcome.cpp
+    auditfileprocessor/source/runreport/exitStatus.cpp
+    auditfileprocessor/source/runreport/atomicFile.cpp
+    auditfileprocessor/source/runreport/runReport.cpp
+    auditfileprocessor/source/runreport/metricsReport.cpp)
 afp_headers(afp_runreport PUBLIC
-    auditfileprocessor/include/runOutcome.h
-    auditfileprocessor/include/exitStatus.h
-    auditfileprocessor/include/atomicFile.h
-    auditfileprocessor/include/runReport.h
-    auditfileprocessor/include/metricsReport.h)
+    auditfileprocessor/include/runreport/runOutcome.h
+    auditfileprocessor/include/runreport/exitStatus.h
+    auditfileprocessor/include/runreport/atomicFile.h
+    auditfileprocessor/include/runreport/runReport.h
+    auditfileprocessor/include/runreport/metricsReport.h)
 target_link_libraries(afp_runreport PUBLIC afp_parser PRIVATE afp_runtime nlohmann_json::nlohmann_json)
 
-add_executable(qxesauditfileprocessor auditfileprocessor/source/afpmain.cpp)
+add_executable(qxesauditfileprocessor auditfileprocessor/source/driver/afpmain.cpp)
 target_link_libraries(qxesauditfileprocessor PRIVATE
     afp_runreport afp_parser afp_database afp_driver afp_usage afp_runtime)
 add_dependencies(qxesauditfileprocessor afp_catalogue)

@@ -7,7 +7,7 @@ add_library(afp_runtime STATIC
     source/which.cpp
     source/splitPath.cpp
     source/processingLocale.cpp
-    auditfileprocessor/source/programGlobals.cpp)
+    auditfileprocessor/source/runtime/programGlobals.cpp)
 afp_headers(afp_runtime PUBLIC
     source/cppWebException.h
     source/exceptionLocation.h
@@ -18,4 +18,4 @@ afp_headers(afp_runtime PUBLIC
     source/which.h
     source/splitPath.h
     source/processingLocale.h
-    auditfileprocessor/include/programGlobals.h)
+    auditfileprocessor/include/runtime/programGlobals.h)

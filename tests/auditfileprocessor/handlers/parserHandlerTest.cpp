@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "../support/auditFiles.h"
-#include "../support/thrown.h"
+#include "../../support/auditFiles.h"
+#include "../../support/thrown.h"
 #include "afpOptions.h"
 #include "parser.h"
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "../support/auditFiles.h"
-#include "../support/messageCapture.h"
-#include "../support/thrown.h"
+#include "../../support/auditFiles.h"
+#include "../../support/messageCapture.h"
+#include "../../support/thrown.h"
 #include "afpOptions.h"
 #include "cppWebException.h"
 #include "parser.h"

@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "../support/messageCapture.h"
-#include "../support/thrown.h"
+#include "../../support/messageCapture.h"
+#include "../../support/thrown.h"
 #include "commandLine.h"
 #include "messenger.h"
 #include "programGlobals.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "../support/processRunner.h"
+#include "../../support/processRunner.h"
 #include "boundStatement.h"
 #include "sqldbapi.h"
 #include "testDatabase.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "../support/processRunner.h"
+#include "../../support/processRunner.h"
 #include "auditLineCheck.h"
 #include "rejectFile.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "../support/messageCapture.h"
+#include "../../support/messageCapture.h"
 #include "adminSourceTableAccess.h"
 #include "cppWebException.h"
 #include "dimUsageTableAccess.h"

@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "../support/auditFiles.h"
-#include "../support/messageCapture.h"
+#include "../../support/auditFiles.h"
+#include "../../support/messageCapture.h"
 #include "afpOptions.h"
 #include "parser.h"
 

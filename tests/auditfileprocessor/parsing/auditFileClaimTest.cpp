@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "../support/auditFiles.h"
+#include "../../support/auditFiles.h"
 
 namespace {
 
