@@ -9,7 +9,8 @@ add_library(afp_parser STATIC
     auditfileprocessor/source/parsing/parserFile.cpp
     auditfileprocessor/source/parsing/parserLine.cpp
     auditfileprocessor/source/parsing/parserLineHandling.cpp
-    auditfileprocessor/source/parsing/parserBatch.cpp
+    auditfileprocessor/source/parsing/auditFileLoad.cpp
+    auditfileprocessor/source/parsing/waitingUsage.cpp
     auditfileprocessor/source/parsing/loadProgress.cpp
     auditfileprocessor/source/parsing/stopRequest.cpp
     auditfileprocessor/source/parsing/auditLineReader.cpp
@@ -21,6 +22,9 @@ afp_headers(afp_parser PUBLIC
     auditfileprocessor/include/parsing/auditLineCheck.h
     auditfileprocessor/include/parsing/auditLineReader.h
     auditfileprocessor/include/parsing/loadProgress.h
+    auditfileprocessor/include/parsing/lineOutcome.h
+    auditfileprocessor/include/parsing/serverContext.h
+    auditfileprocessor/include/parsing/waitingUsage.h
     auditfileprocessor/include/parsing/rejectFile.h
     auditfileprocessor/include/parsing/runStatistics.h
     auditfileprocessor/include/parsing/stopRequest.h)

@@ -86,22 +86,32 @@ class SQLDB {
     // See DatabaseDriver::setDurableCommits; outside a transaction.
     void setDurableCommits(bool durable);
 
+    // What the statements of one audit line came to.
+    struct LineResult {
+        // 0 when every statement ran; otherwise the worst failure: -1 a
+        // statement refused for its values, -2 or below the transaction, the
+        // connection or the database failed, and the file must stop.
+        int failureStatus = 0;
+        // The database's reason, or why a value was refused before it was sent.
+        std::string failureText;
+        // Inserts and updates that ran and were kept.
+        unsigned writes = 0;
+        // The line cannot be settled on its own: its batch is in doubt.
+        bool stopsFile = false;
+    };
+
     // One audit line: what it writes between beginLine() and endLine() is
     // kept or undone as a whole, without touching the rest of its batch. The
     // savepoint is only taken when the line runs its first statement.
     void beginLine();
-    // Keeps or undoes the line's rows; raises RDXSQLException when they
-    // cannot be undone.
-    void endLine(bool keep);
-    // The worst failure of the line's statements so far: its status (0 when
-    // none failed) and the database's reason.
-    int lineFailureStatus() const { return m_lineFailureStatus; }
-    const std::string& lineFailureText() const { return m_lineFailureText; }
+    // Ends the line and says how it went: its rows are kept when `keep` is
+    // true, otherwise undone, with whatever the drivers still held for it.
+    // A failure that stops the file is returned, not raised: the batch is
+    // rolled back as a whole then, so the line's savepoint is left alone.
+    LineResult endLine(bool keep);
     // Records why a statement of the line was refused before it reached the
     // database (a value that failed its checks).
     void noteRefusedStatement(const std::string& reason);
-    // Statements of the line that wrote (inserts and updates that ran).
-    unsigned lineWrites() const { return m_lineWrites; }
 
   private:
     // Takes the line's savepoint before its first statement.
@@ -122,9 +132,9 @@ class SQLDB {
     std::string m_dbName, m_connectString, m_dbType, m_user, m_password;
     int m_lockWaitSeconds = 60;
 
+    // The audit line in hand, between beginLine() and endLine(); emptied
+    // with its transaction too, so that nothing of it reaches the next line.
     bool m_inLine = false;
     bool m_lineSavepointTaken = false;
-    int m_lineFailureStatus = 0;
-    std::string m_lineFailureText;
-    unsigned m_lineWrites = 0;
+    LineResult m_line;
 };

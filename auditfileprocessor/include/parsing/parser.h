@@ -9,20 +9,21 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
-#include <set>
 #include <string>
 #include <vector>
 
 #include "afpOptions.h"
 #include "auditFileClaim.h"
 #include "auditLineReader.h"
+#include "lineOutcome.h"
 #include "loadProgress.h"
 #include "rejectFile.h"
 #include "runStatistics.h"
+#include "serverContext.h"
 #include "table.h"
 #include "tableCatalogue.h"
 #include "tableId.h"
+#include "waitingUsage.h"
 
 class SQLDB;
 
@@ -101,50 +102,35 @@ class Parser {
     };
 
   protected:
+    friend class AuditFileLoad;
+
     // The table of that id; an absent entry is made with no table behind it.
     Table* TableFor(TableId id);
 
-    // How the load of the file in hand ended, for what the scan does with it.
-    enum class FileEnd {
-        kSetAside,  // done with (loaded, or not loadable): renamed to ".___" or deleted
-        kPutBack,   // to be continued by a later run: left under its own name
-        kRetry,     // the database connection was lost: load it again once reconnected
-    };
-
-    // The scan's part: claim, load (again after a lost connection), set aside.
+    // The scan's part: claim, load, set aside.
     AuditFileClaim::Outcome ClaimFile(const std::string& path, std::string& reason) const;
     void LoadClaimedFile(const std::string& path);
-    bool ReconnectAfterLoss(const std::string& reason);
-    bool RetryBatch();
     void SetAside(const std::string& path);
 
-    // One line in hand: handled with writing on (its rows kept or undone as
-    // a whole, a refusal reported) or, before the resume point, with writing
-    // off, only to rebuild what the lines leave in memory.
-    void HandleLine(const std::string& raw, std::vector<std::string>& fields,
-                    AuditLineReader::Status status);
+    // One line from the resume point on: its rows are kept or undone as a
+    // whole, and the outcome says which, with the cause of a refusal or of
+    // a failure that stops the file. Nothing of the line is left behind in
+    // the parser or the session for the next one.
+    LineOutcome HandleLine(std::vector<std::string>& fields, AuditLineReader::Status status);
+    // One line before the resume point, committed by an earlier run: read
+    // with writing off, only for what it leaves in memory.
+    void ReplayLine(std::vector<std::string>& fields, AuditLineReader::Status status);
+    // Reports a refused line and appends it to the reject file.
     void RefuseLine(const std::string& raw, const std::string& cause);
-    // Commits the open batch with the file's progress.
-    void CommitBatch(uint32_t lastLine, uint64_t offset);
-    // Records durably that the file was read to its end.
-    void MarkFileLoaded(uint32_t lastLine, uint64_t offset);
+    // For the dispatch and the handlers: refuses the line in hand with its
+    // cause; the handler returns what this returns (false).
+    bool Refuse(std::string cause);
     FileStatistics& CurrentFileStatistics();
 
-    // Why ParseLine refused the line in hand, when it says so itself.
-    std::string m_refusalCause;
+    // The server that wrote the lines, from the version, general and start-up lines.
+    ServerContext m_server;
 
-    // Server context, from the version, general and start-up lines.
-    int32_t versionNumber = 0;
-    std::string versionTimeStamp;
-    std::string versionTimeZone;
-    std::string versionMessage;
-    std::string generalMessage;
-    std::string machineName;
-    // The SQL null until a start-up line names the port: requests read
-    // before one are loaded without it rather than refused.
-    std::string machinePort = "NULL";
-
-    // Loading state of the file in hand.
+    // Loading state of the file in hand, as the dispatch and the handlers read it.
     SQLDB* db;
     LineState lineState = kLineNone;
     bool fileDisposable = false;
@@ -161,25 +147,20 @@ class Parser {
     // takes it over and keeps it until the file's final rename.
     mutable AuditFileClaim m_claim;
 
-    // Usage codes and names waiting for their data line, by session and
-    // request identifier joined without a separator; kept across files.
-    std::map<std::string, std::string> usageCodesByRequest;
-    std::map<std::string, std::string> usageNamesByRequest;
+    // Usage codes and names waiting for their counts line; kept across files.
+    WaitingUsage m_waitingUsage;
 
     RunStatistics m_statistics;
     LoadProgress m_progress;
-    LoadProgress::FileIdentity m_fileIdentity;
-    // Request keys whose waiting usage changed since the last commit.
-    std::set<std::string> m_changedUsageKeys;
     RejectFile m_rejects;
     bool m_rejectFileFailed = false;
-    FileEnd m_fileEnd = FileEnd::kSetAside;
     // Index in m_statistics.files of the file in hand.
     size_t m_fileIndex = 0;
-    // Rows written by the lines of the open batch.
-    uint64_t m_batchRows = 0;
-    // Connection losses survived in a row, for the wait before the next try,
-    // and batches given up by the database, for the file in hand.
-    int m_reconnectAttempts = 0;
-    int m_batchRetries = 0;
+    // Whether the scan sets the file in hand aside once Parse returns.
+    bool m_setAsideAfterLoad = true;
+
+  private:
+    // Why the dispatch or a handler refused the line in hand; taken by
+    // HandleLine when the line ends, so that it never reaches the next line.
+    std::string m_lineRefusal;
 };

@@ -155,25 +155,29 @@ void SQLDB::setDurableCommits(bool durable) {
 void SQLDB::beginLine() {
     m_inLine = true;
     m_lineSavepointTaken = false;
-    m_lineFailureStatus = 0;
-    m_lineFailureText.clear();
-    m_lineWrites = 0;
+    m_line = LineResult();
 }
 
-void SQLDB::endLine(bool keep) {
+SQLDB::LineResult SQLDB::endLine(bool keep) {
+    LineResult line = std::exchange(m_line, LineResult());
     const bool taken = std::exchange(m_lineSavepointTaken, false);
     m_inLine = false;
-    if (!taken || m_trHandle == NULL) {
-        return;
+    if (!taken || m_trHandle == NULL || line.stopsFile) {
+        return line;
     }
     freeRequest();
     DatabaseDriver::Result result = keep ? m_trHandle->releaseLine() : m_trHandle->rollbackLine();
     m_status = result.status;
     if (!result.ok()) {
-        Raise(keep ? "Keeping the rows of a line failed with status %0."
-                   : "Undoing the rows of a refused line failed with status %0.",
-              result, "SQLDB::endLine", __LINE__);
+        // Rows that can be neither kept nor undone leave the batch in doubt.
+        line.stopsFile = true;
+        line.failureStatus = result.status;
+        line.failureText =
+            FailureText(keep ? "Keeping the rows of a line failed with status %0."
+                             : "Undoing the rows of a refused line failed with status %0.",
+                        result);
     }
+    return line;
 }
 
 void SQLDB::noteRefusedStatement(const std::string& reason) {
@@ -186,9 +190,10 @@ void SQLDB::recordFailure(int status, const std::string& text) {
     }
     // The first failure of the transaction, the connection or the database
     // decides that the file stops; until one comes, the last refusal says why.
-    if (m_lineFailureStatus > DatabaseDriver::kTransactionFailed) {
-        m_lineFailureStatus = status;
-        m_lineFailureText = text;
+    if (!m_line.stopsFile) {
+        m_line.failureStatus = status;
+        m_line.failureText = text;
+        m_line.stopsFile = status <= DatabaseDriver::kTransactionFailed;
     }
 }
 
@@ -257,7 +262,7 @@ void SQLDB::executeAhead(const BoundStatement& statement) {
         Raise("sqlExecute failed with status %0.", result, "SQLDB::executeAhead", __LINE__);
     }
     if (m_inLine) {
-        ++m_lineWrites;
+        ++m_line.writes;
     }
 }
 
@@ -299,7 +304,7 @@ SqlDA* SQLDB::run(const std::string* text, const BoundStatement* bound, eRequest
     if (type == kUpdate || descriptor->columns.empty()) {
         m_trHandle->release();
         if (type == kUpdate && m_inLine) {
-            ++m_lineWrites;
+            ++m_line.writes;
         }
         return NULL;
     }
@@ -347,6 +352,7 @@ void SQLDB::commit(int commitOrRollback) {
     freeRequest();
     m_inLine = false;
     m_lineSavepointTaken = false;
+    m_line = LineResult();
     DatabaseDriver* driver = std::exchange(m_trHandle, nullptr);
     DumpTransactionEnd(commitOrRollback != 0 ? "COMMIT" : "ROLLBACK");
     DatabaseDriver::Result result = commitOrRollback != 0 ? driver->commit() : driver->rollback();

@@ -460,6 +460,7 @@ DatabaseDriver::Result SqliteDriver::prepare(const std::string& statement,
 }
 
 DatabaseDriver::Result SqliteDriver::savepointLine() {
+    m_aheadFailure = Result();
     return runCached(m_savepointLine, "SAVEPOINT afp_line");
 }
 
@@ -468,6 +469,9 @@ DatabaseDriver::Result SqliteDriver::releaseLine() {
 }
 
 DatabaseDriver::Result SqliteDriver::rollbackLine() {
+    // A failure of the line's rows sent ahead goes with them: it must not
+    // refuse the next line.
+    m_aheadFailure = Result();
     // Rolling back to a savepoint keeps it open: release it as well.
     Result result = runCached(m_rollbackLine, "ROLLBACK TO afp_line");
     if (result.ok()) {

@@ -38,8 +38,9 @@ bool Parser::ParseAdminInfo(const std::vector<std::string>& fields) {
     std::string stamp = line[time_stamp];
     FixupDateTime(stamp);
     RequestTableAccess request(TableFor(kRequestTable));
-    handlerSupport::OpenRequestRow(request, sessionId, requestId, stamp, kTypeAdmin,
-                                   {machineName, machinePort, versionTimeStamp});
+    handlerSupport::OpenRequestRow(
+        request, sessionId, requestId, stamp, kTypeAdmin,
+        {m_server.machineName, m_server.machinePort, m_server.versionTimeStamp});
     request.m_endDateTime.SetValue(stamp);
     request.m_requestStatus.SetValue(kStatusSuccess);
     request.m_action.SetValue(line[msg_format]);

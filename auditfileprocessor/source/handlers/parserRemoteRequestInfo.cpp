@@ -51,8 +51,9 @@ bool Parser::ParseRemoteRequestInfo(const std::vector<std::string>& fields) {
         }
         // The mirror list and the status come later, from REQINFO and SUCC.
         RequestTableAccess request(TableFor(kRequestTable));
-        handlerSupport::OpenRequestRow(request, sessionId, requestId, stamp, kTypeRemote,
-                                       {machineName, machinePort, versionTimeStamp});
+        handlerSupport::OpenRequestRow(
+            request, sessionId, requestId, stamp, kTypeRemote,
+            {m_server.machineName, m_server.machinePort, m_server.versionTimeStamp});
         return request.Insert(db);
     }
 

@@ -49,8 +49,9 @@ bool Parser::ParseRequestError(const std::vector<std::string>& fields) {
         KRL_ASSERT(-1 != count, "auditfileprocessor/source/parser", 848);
         if (count <= 0) {
             // Never opened: the failed request starts and ends at the same moment.
-            handlerSupport::OpenRequestRow(request, sessionId, requestId, stamp, kTypeWeb,
-                                           {machineName, machinePort, versionTimeStamp});
+            handlerSupport::OpenRequestRow(
+                request, sessionId, requestId, stamp, kTypeWeb,
+                {m_server.machineName, m_server.machinePort, m_server.versionTimeStamp});
             request.m_endDateTime.SetValue(stamp);
             request.m_requestStatus.SetValue(kStatusFail);
             request.m_message.SetValue(line[message]);

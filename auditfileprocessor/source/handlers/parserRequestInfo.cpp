@@ -89,8 +89,9 @@ bool Parser::ParseRequestInfo(const std::vector<std::string>& fields) {
         const int count = request.Select(db);
         KRL_ASSERT(-1 != count, "auditfileprocessor/source/parser", 645);
         if (count <= 0) {
-            handlerSupport::OpenRequestRow(request, sessionId, requestId, stamp, kTypeWeb,
-                                           {machineName, machinePort, versionTimeStamp});
+            handlerSupport::OpenRequestRow(
+                request, sessionId, requestId, stamp, kTypeWeb,
+                {m_server.machineName, m_server.machinePort, m_server.versionTimeStamp});
             request.m_mirrors.SetValue(svDetails.at(mirrors));
             return request.Insert(db);
         }

@@ -25,11 +25,11 @@ bool Parser::ParseStartupInfo(const std::vector<std::string>& fields) {
     const std::string& hostAndPort = line[message];
     const std::string::size_type colon = hostAndPort.find(':');
     if (colon == std::string::npos) {
-        machineName = hostAndPort;
-        machinePort = ColumnData::kNull;
+        m_server.machineName = hostAndPort;
+        m_server.machinePort = ColumnData::kNull;
     } else {
-        machineName = hostAndPort.substr(0, colon);
-        machinePort = hostAndPort.substr(colon + 1);
+        m_server.machineName = hostAndPort.substr(0, colon);
+        m_server.machinePort = hostAndPort.substr(colon + 1);
     }
 
     if (!resumeReached) {
@@ -37,12 +37,12 @@ bool Parser::ParseStartupInfo(const std::vector<std::string>& fields) {
     }
 
     DispatcherTableAccess dispatcher(TableFor(kDispatcherTable));
-    dispatcher.m_serverStartDateTime.SetValue(versionTimeStamp);
-    dispatcher.m_machineName.SetValue(machineName);
-    dispatcher.m_machinePort.SetValue(machinePort);
-    dispatcher.m_timeZone.SetValue(versionTimeZone);
-    dispatcher.m_qxesVersion.SetValue(versionMessage);
-    dispatcher.m_logfileVersion.SetValue(std::to_string(versionNumber));
-    dispatcher.m_logfileGeneration.SetValue(generalMessage);
+    dispatcher.m_serverStartDateTime.SetValue(m_server.versionTimeStamp);
+    dispatcher.m_machineName.SetValue(m_server.machineName);
+    dispatcher.m_machinePort.SetValue(m_server.machinePort);
+    dispatcher.m_timeZone.SetValue(m_server.versionTimeZone);
+    dispatcher.m_qxesVersion.SetValue(m_server.versionMessage);
+    dispatcher.m_logfileVersion.SetValue(std::to_string(m_server.versionNumber));
+    dispatcher.m_logfileGeneration.SetValue(m_server.generalMessage);
     return dispatcher.Insert(db);
 }

@@ -41,8 +41,9 @@ bool Parser::ParseTarvelInfo(const std::vector<std::string>& fields) {
         }
         // The end time and the status stay null until TRVS or TRVE closes the request.
         RequestTableAccess request(TableFor(kRequestTable));
-        handlerSupport::OpenRequestRow(request, sessionId, requestId, stamp, kTypeAdmin,
-                                       {machineName, machinePort, versionTimeStamp});
+        handlerSupport::OpenRequestRow(
+            request, sessionId, requestId, stamp, kTypeAdmin,
+            {m_server.machineName, m_server.machinePort, m_server.versionTimeStamp});
         request.m_action.SetValue(kActionTarvel);
         if (!request.Insert(db)) {
             return false;

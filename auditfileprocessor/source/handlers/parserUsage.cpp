@@ -36,33 +36,23 @@ bool Parser::ParseUsage(const std::vector<std::string>& fields) {
 
     // A second codes or names line for a waiting request keeps the first text.
     if (format == AuditSupport::GetFormat(AuditSupport::kQXUC)) {
-        if (usageCodesByRequest.emplace(requestKey, line[message]).second) {
-            m_changedUsageKeys.insert(requestKey);
-        }
+        m_waitingUsage.KeepCodes(requestKey, line[message]);
         return true;
     }
     if (format == AuditSupport::GetFormat(AuditSupport::kQXUI)) {
         return true;
     }
     if (format == AuditSupport::GetFormat(AuditSupport::kQXUH)) {
-        if (usageNamesByRequest.emplace(requestKey, line[message]).second) {
-            m_changedUsageKeys.insert(requestKey);
-        }
+        m_waitingUsage.KeepNames(requestKey, line[message]);
         return true;
     }
 
     // Only the counts line is left: it takes the codes and names waiting for it.
-    const auto names = usageNamesByRequest.find(requestKey);
-    const auto codes = usageCodesByRequest.find(requestKey);
-    if (names == usageNamesByRequest.end() || codes == usageCodesByRequest.end()) {
-        m_refusalCause = "no usage codes and names of this request were read before its counts";
-        return false;
+    std::string usageCodes;
+    std::string usageNames;
+    if (!m_waitingUsage.Take(requestKey, usageCodes, usageNames)) {
+        return Refuse("no usage codes and names of this request were read before its counts");
     }
-    const std::string usageNames = names->second;
-    const std::string usageCodes = codes->second;
-    usageNamesByRequest.erase(names);
-    usageCodesByRequest.erase(codes);
-    m_changedUsageKeys.insert(requestKey);
     // Read again before the resume point, it only consumes them: its rows are
     // in the database already.
     if (!resumeReached) {
@@ -72,8 +62,7 @@ bool Parser::ParseUsage(const std::vector<std::string>& fields) {
     std::vector<std::vector<CodeNameValueTuple>> usageArray;
     qxdsUsageInfoHelper::buildUsageArray(usageCodes, usageNames, line[message], usageArray);
     if (usageArray.empty()) {
-        m_refusalCause = "the usage codes, names and counts of this request do not match";
-        return false;
+        return Refuse("the usage codes, names and counts of this request do not match");
     }
 
     // Record 0 lists the dimensions, its last field standing for the measures;

@@ -108,13 +108,8 @@ void Parser::LoadClaimedFile(const std::string& path) {
     Messenger::m_sAuditLogFileName = path;
     Messenger::m_isParsingNewLog = true;
     fileDisposable = true;
-    m_reconnectAttempts = 0;
-    m_batchRetries = 0;
-    m_fileEnd = FileEnd::kSetAside;
-    do {
-        Parse(path);  // once more from its progress after a reconnection
-    } while (m_fileEnd == FileEnd::kRetry);
-    if (m_fileEnd == FileEnd::kSetAside) {
+    Parse(path);
+    if (m_setAsideAfterLoad) {
         SetAside(path);
     }
 }

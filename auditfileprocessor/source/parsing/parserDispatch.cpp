@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "auditLineCheck.h"
@@ -75,15 +76,13 @@ bool Parser::ParseLine(std::vector<std::string>& fields) {
     const bool isRecord =
         lineState == kLineUsage || lineState == kLineError || lineState == kLineInfo;
     if (isRecord && fields.size() < AuditLineCheck::kFixedFieldCount) {
-        m_refusalCause = "the line has " + std::to_string(fields.size()) +
-                         " fields, fewer than the " +
-                         std::to_string(AuditLineCheck::kFixedFieldCount) + " of every record";
-        return false;
+        return Refuse("the line has " + std::to_string(fields.size()) + " fields, fewer than the " +
+                      std::to_string(AuditLineCheck::kFixedFieldCount) + " of every record");
     }
     if (isRecord) {
-        m_refusalCause = AuditLineCheck::WhyMalformed(fields);
-        if (!m_refusalCause.empty()) {
-            return false;
+        std::string malformed = AuditLineCheck::WhyMalformed(fields);
+        if (!malformed.empty()) {
+            return Refuse(std::move(malformed));
         }
     }
     switch (lineState) {
@@ -100,23 +99,21 @@ bool Parser::ParseLine(std::vector<std::string>& fields) {
         case kLineNone:
             break;
     }
-    m_refusalCause =
-        "the line type " + fields.front().substr(0, 1) + " is none of V, G, I, E and U";
-    return false;
+    return Refuse("the line type " + fields.front().substr(0, 1) + " is none of V, G, I, E and U");
 }
 
 bool Parser::ParseVersion(std::vector<std::string>& fields) {
     if (!StartsWith(fields, 'V')) {
-        versionNumber = -1;
+        m_server.versionNumber = -1;
         fileDisposable = false;
         Messenger::Get().DisplayMessage(29, currentFile, "-1");
         return false;
     }
-    versionNumber = DecimalValue(FieldAt(fields, AuditSupport::msg_format));
-    versionMessage = FieldAt(fields, AuditSupport::message);
-    versionTimeStamp = FieldAt(fields, AuditSupport::time_stamp);
-    FixupDateTime(versionTimeStamp);
-    versionTimeZone = FieldAt(fields, AuditSupport::time_zone);
+    m_server.versionNumber = DecimalValue(FieldAt(fields, AuditSupport::msg_format));
+    m_server.versionMessage = FieldAt(fields, AuditSupport::message);
+    m_server.versionTimeStamp = FieldAt(fields, AuditSupport::time_stamp);
+    FixupDateTime(m_server.versionTimeStamp);
+    m_server.versionTimeZone = FieldAt(fields, AuditSupport::time_zone);
     lineState = kLineVersion;
     return true;
 }
@@ -125,7 +122,7 @@ bool Parser::ParseGeneral(std::vector<std::string>& fields) {
     if (!StartsWith(fields, 'G')) {
         return false;
     }
-    generalMessage = FieldAt(fields, AuditSupport::message);
+    m_server.generalMessage = FieldAt(fields, AuditSupport::message);
     return true;
 }
 

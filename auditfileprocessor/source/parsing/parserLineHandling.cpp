@@ -1,14 +1,14 @@
 // One line in hand. From the resume point on, its rows are kept or undone as
 // a whole: a line that cannot be loaded for what it holds is refused alone,
-// with its cause, and goes to the reject file; a failure of the database
-// itself stops the file. Before the resume point the line is read with
-// writing off, so that only what it leaves in memory counts.
+// with its cause; a failure of the database itself stops the file. Before
+// the resume point the line is read with writing off, so that only what it
+// leaves in memory counts.
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "databaseDriver.h"
 #include "krlAssertError.h"
 #include "messenger.h"
 #include "parser.h"
@@ -29,6 +29,10 @@ std::string AssertionCause(const KRLAssertError& error) {
     return cause + ")";
 }
 
+std::string TextOf(const CPPWebException& error) {
+    return error.getErrorCodeMessage().empty() ? error.what() : error.getErrorCodeMessage();
+}
+
 }  // namespace
 
 std::string Parser::LineForMessage(const std::string& raw) {
@@ -38,61 +42,70 @@ std::string Parser::LineForMessage(const std::string& raw) {
     return raw.substr(0, kLineShownBytes) + "... (" + std::to_string(raw.size()) + " bytes)";
 }
 
-void Parser::HandleLine(const std::string& raw, std::vector<std::string>& fields,
-                        AuditLineReader::Status status) {
-    const bool tooLong = status == AuditLineReader::Status::kTooLong;
-    if (!resumeReached) {
-        // Committed by an earlier run: whatever it did then, it writes nothing
-        // now and says nothing.
-        try {
-            if (!tooLong) {
-                ParseLine(fields);
-            }
-        } catch (const std::bad_alloc&) {
-            throw;
-        } catch (...) {
-        }
+FileStatistics& Parser::CurrentFileStatistics() {
+    return m_statistics.files.at(m_fileIndex);
+}
+
+bool Parser::Refuse(std::string cause) {
+    m_lineRefusal = std::move(cause);
+    return false;
+}
+
+void Parser::ReplayLine(std::vector<std::string>& fields, AuditLineReader::Status status) {
+    if (status == AuditLineReader::Status::kTooLong) {
         return;
     }
-    ++CurrentFileStatistics().linesRead;
-    if (tooLong) {
-        RefuseLine(raw, "the line is longer than " +
-                            std::to_string(AuditLineReader::kMaxLineBytes) + " bytes");
-        return;
+    // Committed by an earlier run: whatever it did then, it writes nothing
+    // now and says nothing.
+    try {
+        ParseLine(fields);
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception&) {
     }
-    m_refusalCause.clear();
+    m_lineRefusal.clear();
+}
+
+LineOutcome Parser::HandleLine(std::vector<std::string>& fields, AuditLineReader::Status status) {
+    if (status == AuditLineReader::Status::kTooLong) {
+        return LineOutcome::Refused("the line is longer than " +
+                                    std::to_string(AuditLineReader::kMaxLineBytes) + " bytes");
+    }
+    m_lineRefusal.clear();
     db->beginLine();
     bool taken = false;
     std::string cause;
     try {
         taken = ParseLine(fields);
-    } catch (const RDXSQLException&) {
-        throw;  // the session's own failures stop the file
+    } catch (const RDXSQLException& error) {
+        // The session's own failures stop the file; the batch goes with the line.
+        m_lineRefusal.clear();
+        return LineOutcome::StopsFile(TextOf(error), error.getStatus());
     } catch (const KRLAssertError& error) {
         cause = AssertionCause(error);
     } catch (const CPPWebException& error) {
-        cause = error.getErrorCodeMessage().empty() ? error.what() : error.getErrorCodeMessage();
+        cause = TextOf(error);
     } catch (const std::out_of_range&) {
         cause = "the line has too few fields for its record";
     }
-    if (db->lineFailureStatus() <= DatabaseDriver::kTransactionFailed) {
-        throw RDXSQLException(
-            db->lineFailureText(), db->lineFailureStatus(),
-            {"auditfileprocessor/source/parser", __LINE__, "Parser::HandleLine", "KRL_THROW"});
+    const std::string refusal = std::exchange(m_lineRefusal, std::string());
+    const bool keep = taken && cause.empty();
+    const SQLDB::LineResult rows = db->endLine(keep);
+    if (rows.stopsFile) {
+        return LineOutcome::StopsFile(rows.failureText, rows.failureStatus);
     }
-    db->endLine(taken && cause.empty());
-    if (taken && cause.empty()) {
-        m_batchRows += db->lineWrites();
-        return;
+    if (keep) {
+        return LineOutcome::Taken(rows.writes);
     }
     // The database's reason names the value; the others say what the line lacks.
-    if (!db->lineFailureText().empty()) {
-        cause = db->lineFailureText();
-    } else if (cause.empty()) {
-        cause = m_refusalCause.empty() ? "no record of this kind can be loaded from it"
-                                       : m_refusalCause;
+    if (!rows.failureText.empty()) {
+        return LineOutcome::Refused(rows.failureText);
     }
-    RefuseLine(raw, cause);
+    if (!cause.empty()) {
+        return LineOutcome::Refused(cause);
+    }
+    return LineOutcome::Refused(refusal.empty() ? "no record of this kind can be loaded from it"
+                                                : refusal);
 }
 
 void Parser::RefuseLine(const std::string& raw, const std::string& cause) {

@@ -19,13 +19,10 @@ using Handler = bool (Parser::*)(const std::vector<std::string>&);
 
 class ParserUnderTest : public Parser {
   public:
-    using Parser::machineName;
-    using Parser::machinePort;
+    using Parser::m_server;
+    using Parser::m_waitingUsage;
     using Parser::Parser;
     using Parser::resumeReached;
-    using Parser::usageCodesByRequest;
-    using Parser::usageNamesByRequest;
-    using Parser::versionTimeStamp;
 };
 
 const char kStampInDb[] = "2011-03-04 17:05:09.042";
@@ -66,9 +63,9 @@ class HandlerTest : public ::testing::TestWithParam<TestBackend> {
         AFP_REQUIRE_DATABASE(m_database);
         m_parser = std::make_unique<ParserUnderTest>(AFPOptions(), &m_database.db(), "/opt/afp/");
         m_parser->resumeReached = true;
-        m_parser->machineName = "srv";
-        m_parser->machinePort = "8010";
-        m_parser->versionTimeStamp = kServerStart;
+        m_parser->m_server.machineName = "srv";
+        m_parser->m_server.machinePort = "8010";
+        m_parser->m_server.versionTimeStamp = kServerStart;
         m_database.db().startTransaction();
     }
     void TearDown() override {
@@ -272,8 +269,8 @@ TEST_P(HandlerTest, ScenariosLeaveTheExpectedRows) {
         for (const auto& expected : scenario.expected) {
             EXPECT_EQ(Query(expected.first), expected.second) << expected.first;
         }
-        EXPECT_TRUE(m_parser->usageCodesByRequest.empty());
-        EXPECT_TRUE(m_parser->usageNamesByRequest.empty());
+        EXPECT_TRUE(m_parser->m_waitingUsage.codes().empty());
+        EXPECT_TRUE(m_parser->m_waitingUsage.names().empty());
     }
 }
 
@@ -292,8 +289,8 @@ TEST_P(HandlerTest, StartupSplitsMachineAndPortAtTheFirstColon) {
     m_parser->resumeReached = false;  // the split holds even when nothing is written
     for (const Case& c : cases) {
         EXPECT_TRUE(Take(kStartup, Info("QXES", "SRV", "0", "0", c.message)));
-        EXPECT_EQ(m_parser->machineName, c.machine) << c.message;
-        EXPECT_EQ(m_parser->machinePort, c.port) << c.message;
+        EXPECT_EQ(m_parser->m_server.machineName, c.machine) << c.message;
+        EXPECT_EQ(m_parser->m_server.machinePort, c.port) << c.message;
     }
     EXPECT_EQ(Query("SELECT COUNT(*) FROM QXES_DISPATCHER"), Rows{{"0"}});
 }

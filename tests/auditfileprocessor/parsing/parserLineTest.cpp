@@ -16,10 +16,8 @@ using auditFiles::Fields;
 
 class ParserUnderTest : public Parser {
   public:
+    using Parser::m_server;
     using Parser::Parser;
-    using Parser::versionMessage;
-    using Parser::versionNumber;
-    using Parser::versionTimeStamp;
 };
 
 class ParserLineTest : public ::testing::Test {
@@ -91,13 +89,13 @@ TEST_F(ParserLineTest, AddLineToAuditFilenameKeepsEarlierNumbers) {
 TEST_F(ParserLineTest, VersionLineReadsAbsentFieldsAsEmpty) {
     Fields version = auditFiles::Line("V", "QXES", "3", "0", "0", "text");
     EXPECT_TRUE(m_parser->ParseVersion(version));
-    EXPECT_EQ(m_parser->versionNumber, 3);
-    EXPECT_EQ(m_parser->versionTimeStamp, "2011-03-04 17:05:09.042");
+    EXPECT_EQ(m_parser->m_server.versionNumber, 3);
+    EXPECT_EQ(m_parser->m_server.versionTimeStamp, "2011-03-04 17:05:09.042");
 
     Fields shortVersion = {"V", "2011-03-04:17:05:09.042"};
     EXPECT_TRUE(m_parser->ParseVersion(shortVersion));
-    EXPECT_EQ(m_parser->versionNumber, 0);
-    EXPECT_EQ(m_parser->versionMessage, "");
+    EXPECT_EQ(m_parser->m_server.versionNumber, 0);
+    EXPECT_EQ(m_parser->m_server.versionMessage, "");
 }
 
 }  // namespace

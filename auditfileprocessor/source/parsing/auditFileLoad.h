@@ -1,0 +1,95 @@
+// The load of one claimed audit file: its header and version line, where to
+// resume, the lines that an earlier run committed (read again with writing
+// off), then the rest in batches of one transaction each, every commit
+// carrying the file's progress. It ends by telling the scan whether the file
+// is set aside or stays for a later run.
+//   AuditFileLoad load(parser, path);
+//   if (load.Run() == AuditFileLoad::End::kSetAside) { /* rename it to .___ */ }
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "auditLineReader.h"
+#include "lineOutcome.h"
+#include "loadProgress.h"
+
+class Parser;
+class SQLDB;
+struct FileStatistics;
+
+class AuditFileLoad {
+  public:
+    enum class End {
+        kSetAside,  // done with (loaded, or not loadable): renamed to ".___" or deleted
+        kPutBack,   // to be continued by a later run: left under its own name
+    };
+
+    AuditFileLoad(Parser& parser, std::string path);
+    // Loads the file, once more from its progress after a lost connection or
+    // a batch that the database gave up. When an error stops the file, puts
+    // its resume point in its name and raises CPPWebException (error code 2).
+    End Run();
+
+  private:
+    // How one pass over the file ended.
+    enum class Pass { kSetAside, kPutBack, kAgain };
+
+    Pass LoadOnce();
+    // Opens the file and reads its header and version line; false when the
+    // pass ends there, as `pass` says.
+    bool ReadHead(Pass& pass);
+    // Where loading resumes: after the file's recorded progress, else at the
+    // number in its name. False when the progress says it was loaded already.
+    bool FindResumePoint();
+    // Handles the lines up to the end of the file, a read error or a stop
+    // request; returns the outcome of a line that stops the file, if one does.
+    LineOutcome LoadLines();
+    LineOutcome LoadLineInHand();
+    // Reads the line after the one in hand; false at a read error.
+    bool ReadNextLine();
+    bool AtBatchEnd() const;
+    // What happens once the lines are done: a stop request puts the file
+    // back, a file still written to is put back, any other is marked loaded.
+    Pass FinishLines();
+    // Rolls the batch back; tries the file again or stops it (and the run).
+    Pass StopFile(const LineOutcome& stop);
+
+    // Commits the open batch with the file's progress and the waiting usage.
+    void CommitBatch();
+    // Records durably that the file was read to its end.
+    void MarkFileLoaded();
+    bool RetryBatch();
+    bool ReconnectAfterLoss(const std::string& reason);
+    LineOutcome StopsFileFor(const std::exception& error) const;
+    FileStatistics& Statistics();
+
+    Parser& m_parser;
+    SQLDB* const m_db;
+    const std::string m_path;
+
+    // The pass in hand: the reader, the line in hand and its fields.
+    AuditLineReader m_reader;
+    std::string m_raw;
+    std::vector<std::string> m_fields;
+    AuditLineReader::Status m_status = AuditLineReader::Status::kEnd;
+    LoadProgress::FileIdentity m_identity;
+    // The first line that is not committed yet (0: the whole file).
+    uint32_t m_resume = 0;
+    // Where the open transaction began: the resume number if it is rolled back.
+    uint32_t m_txStartLine = 0;
+    // The last line handled, and where the line after it begins.
+    uint32_t m_lastHandled = 0;
+    uint64_t m_nextLineOffset = 0;
+    bool m_atEnd = false;
+    bool m_readFailed = false;
+    // Rows written by the lines of the open batch.
+    uint64_t m_batchRows = 0;
+
+    // Connection losses survived in a row, for the wait before the next try,
+    // and batches given up by the database, over all passes of the file.
+    int m_reconnectAttempts = 0;
+    int m_batchRetries = 0;
+};
