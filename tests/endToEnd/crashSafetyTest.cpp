@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <memory>
 #include <random>
 #include <set>
@@ -89,8 +90,11 @@ TEST_P(CrashSafetyTest, KilledAndStoppedRunsLoadTheRowsAndMessagesOfOneRun) {
     for (const std::string& name : m_originals) {
         allowed.insert({name, name + "_processing", name.substr(0, name.rfind('.')) + ".___"});
     }
-    const unsigned seed = std::random_device{}();
-    SCOPED_TRACE("kill seed " + std::to_string(seed));
+    // AFP_CRASH_SEED replays the kill moments of a failed run.
+    const char* given = std::getenv("AFP_CRASH_SEED");
+    const unsigned seed = given != nullptr ? static_cast<unsigned>(std::strtoul(given, nullptr, 10))
+                                           : std::random_device{}();
+    SCOPED_TRACE("kill seed " + std::to_string(seed) + " (AFP_CRASH_SEED)");
     std::mt19937 random(seed);
     int kills = 0, stops = 0;
     int scale = 100;  // percent of the time the whole load needs

@@ -168,6 +168,15 @@ std::vector<HostileCase> HostileCases() {
                Usage("QXUH", "Products,Measures;Product Line;Revenue", "H18", "1")),
           Bad(Usage("QXUD", "5,1,9;7;42,43", "H18", "1"), kAssertion),
           Bad(Usage("QXUD", "5,1;7;42", "H18", "2"), "no usage codes and names")}},
+        // A counts line with a row the database refuses and a count that is
+        // not a number leaves nothing behind for the clean one after it in its batch.
+        {"poisoned",
+         {Good(Usage("QXUC", "D1,D2,M;L1,L1;L2;MC1", "H22", "1") +
+               Usage("QXUH", "N1,N2,NM;NL1,NL1;NL2;NMC1", "H22", "1") +
+               Usage("QXUC", "D1,M;L1;MC1", "H23", "1") +
+               Usage("QXUH", "N1,NM;NL1;NMC1", "H23", "1") + "\n"),
+          Bad(Usage("QXUD", "1,2,3;4,5;5.5;7", "H22", "1"), "is not valid for its type"),
+          Good(Usage("QXUD", "1,2;3;4", "H23", "1"))}},
         {"keys",
          {Bad(InfoLine(std::string(100, 'k'), "QXRQ", "REQINFO", kSource),
               "key column SESSION_ID of table QXES_SESSION is 100 bytes long"),

@@ -24,6 +24,14 @@ class SQLDB {
         kUpdate = 1,  // run once, no result set
     };
 
+    // Makes the driver of a database type ("SQ", "PG"), or raises
+    // CPPWebException for any other type.
+    using DriverFactory = std::unique_ptr<DatabaseDriver> (*)(const std::string& dbType);
+    // The real drivers, made by every session unless a test put a factory
+    // of its own in their place (one that wraps them with faults).
+    static std::unique_ptr<DatabaseDriver> MakeRealDriver(const std::string& dbType);
+    static void SetDriverFactory(DriverFactory factory);
+
     SQLDB();
     ~SQLDB();  // disconnects: uncommitted work is rolled back
     SQLDB(const SQLDB&) = delete;

@@ -56,18 +56,8 @@ std::string FailureText(const char* text, const DatabaseDriver::Result& result) 
     throw RDXSQLException(FailureText(text, result), result.status, Where(function, line));
 }
 
-std::unique_ptr<DatabaseDriver> MakeDriver(const std::string& dbType) {
-    if (dbType == "SQ") {
-        return std::make_unique<SqliteDriver>();
-    }
-    if (dbType == "PG") {
-        return std::make_unique<PostgresDriver>();
-    }
-    throw CPPWebException("Unsupported database type \"" + dbType +
-                              "\" in -dbconnect: the supported types are \"SQ\" (SQLite) and "
-                              "\"PG\" (PostgreSQL).",
-                          1, Where("SQLDB::connect", __LINE__));
-}
+// How every session makes its driver; replaced only by fault tests.
+SQLDB::DriverFactory g_driverFactory = &SQLDB::MakeRealDriver;
 
 // Places the user at the first "%s" of the connect string and the password at
 // the next one after it. A string without "%s" yields an empty result: the
@@ -89,6 +79,23 @@ std::string EffectiveConnectString(const std::string& connectString, const std::
 
 }  // namespace
 
+std::unique_ptr<DatabaseDriver> SQLDB::MakeRealDriver(const std::string& dbType) {
+    if (dbType == "SQ") {
+        return std::make_unique<SqliteDriver>();
+    }
+    if (dbType == "PG") {
+        return std::make_unique<PostgresDriver>();
+    }
+    throw CPPWebException("Unsupported database type \"" + dbType +
+                              "\" in -dbconnect: the supported types are \"SQ\" (SQLite) and "
+                              "\"PG\" (PostgreSQL).",
+                          1, Where("SQLDB::connect", __LINE__));
+}
+
+void SQLDB::SetDriverFactory(DriverFactory factory) {
+    g_driverFactory = factory;
+}
+
 SQLDB::SQLDB() = default;
 
 SQLDB::~SQLDB() {
@@ -108,7 +115,7 @@ std::string SQLDB::connect(const std::string& dbName, const std::string& connect
     m_dbType = dbType;
     m_user = user;
     m_password = password;
-    std::unique_ptr<DatabaseDriver> driver = MakeDriver(dbType);
+    std::unique_ptr<DatabaseDriver> driver = g_driverFactory(dbType);
     driver->setLockWait(m_lockWaitSeconds * 1000);
     std::string effective = EffectiveConnectString(connectString, driver->connectValue(user),
                                                    driver->connectValue(password));

@@ -21,6 +21,69 @@ using AuditSupport::message;
 using AuditSupport::msg_format;
 using AuditSupport::request_id;
 using AuditSupport::session_id;
+using UsageArray = std::vector<std::vector<CodeNameValueTuple>>;
+
+namespace {
+
+struct UsageTables {
+    Table* dimensions;
+    Table* levels;
+    Table* measures;
+};
+
+// Sends the rows of one request's usage ahead, one per dimension, level and
+// measure; false as soon as one cannot be sent, and when the usage names none.
+bool InsertUsageRows(SQLDB* db, const UsageTables& tables, const std::string& sessionId,
+                     const std::string& requestId, const UsageArray& usageArray) {
+    bool inserted = false;
+    // Record 0 lists the dimensions, its last field standing for the measures;
+    // record k holds the levels of dimension k, the last record the measures.
+    const std::vector<CodeNameValueTuple>& dimensions = usageArray.front();
+    const std::size_t dimensionCount = dimensions.empty() ? 0 : dimensions.size() - 1;
+    for (std::size_t dimension = 0; dimension < dimensionCount; ++dimension) {
+        const CodeNameValueTuple& dimensionUsage = dimensions.at(dimension);
+        DimUsageTableAccess dimRow(tables.dimensions);
+        dimRow.m_sessionId.SetValue(sessionId);
+        dimRow.m_requestId.SetValue(requestId);
+        dimRow.m_dimCode.SetValue(dimensionUsage.code);
+        dimRow.m_dimName.SetValue(dimensionUsage.name);
+        dimRow.m_dimCount.SetValue(dimensionUsage.value);
+        inserted = dimRow.InsertAhead(db);
+        if (!inserted) {
+            return false;
+        }
+
+        for (const CodeNameValueTuple& levelUsage : usageArray.at(dimension + 1)) {
+            LevelUsageTableAccess levelRow(tables.levels);
+            levelRow.m_sessionId.SetValue(sessionId);
+            levelRow.m_requestId.SetValue(requestId);
+            levelRow.m_dimCode.SetValue(dimensionUsage.code);
+            levelRow.m_levelCode.SetValue(levelUsage.code);
+            levelRow.m_levelName.SetValue(levelUsage.name);
+            levelRow.m_levelCount.SetValue(levelUsage.value);
+            inserted = levelRow.InsertAhead(db);
+            if (!inserted) {
+                return false;
+            }
+        }
+    }
+
+    for (const CodeNameValueTuple& measureUsage : usageArray.back()) {
+        MeasureUsageTableAccess measureRow(tables.measures);
+        measureRow.m_sessionId.SetValue(sessionId);
+        measureRow.m_requestId.SetValue(requestId);
+        measureRow.m_measureCode.SetValue(measureUsage.code);
+        measureRow.m_measureName.SetValue(measureUsage.name);
+        measureRow.m_measureCount.SetValue(measureUsage.value);
+        inserted = measureRow.InsertAhead(db);
+        if (!inserted) {
+            return false;
+        }
+    }
+    return inserted;
+}
+
+}  // namespace
 
 bool Parser::ParseUsage(const std::vector<std::string>& fields) {
     const CheckedLine line(fields);
@@ -59,61 +122,22 @@ bool Parser::ParseUsage(const std::vector<std::string>& fields) {
         return true;
     }
 
-    std::vector<std::vector<CodeNameValueTuple>> usageArray;
+    UsageArray usageArray;
     qxdsUsageInfoHelper::buildUsageArray(usageCodes, usageNames, line[message], usageArray);
     if (usageArray.empty()) {
         return Refuse("the usage codes, names and counts of this request do not match");
     }
 
-    // Record 0 lists the dimensions, its last field standing for the measures;
-    // record k holds the levels of dimension k, the last record the measures.
     const std::vector<CodeNameValueTuple>& dimensions = usageArray.front();
     const std::size_t dimensionCount = dimensions.empty() ? 0 : dimensions.size() - 1;
     KRL_ASSERT(dimensionCount == 0 || usageArray.size() > dimensionCount,
                "auditfileprocessor/source/parser", 951);
 
-    bool inserted = false;
-    for (std::size_t dimension = 0; dimension < dimensionCount; ++dimension) {
-        const CodeNameValueTuple& dimensionUsage = dimensions.at(dimension);
-        DimUsageTableAccess dimRow(TableFor(kDimUsageTable));
-        dimRow.m_sessionId.SetValue(sessionId);
-        dimRow.m_requestId.SetValue(requestId);
-        dimRow.m_dimCode.SetValue(dimensionUsage.code);
-        dimRow.m_dimName.SetValue(dimensionUsage.name);
-        dimRow.m_dimCount.SetValue(dimensionUsage.value);
-        inserted = dimRow.InsertAhead(db);
-        if (!inserted) {
-            return false;
-        }
-
-        for (const CodeNameValueTuple& levelUsage : usageArray.at(dimension + 1)) {
-            LevelUsageTableAccess levelRow(TableFor(kLevelUsageTable));
-            levelRow.m_sessionId.SetValue(sessionId);
-            levelRow.m_requestId.SetValue(requestId);
-            levelRow.m_dimCode.SetValue(dimensionUsage.code);
-            levelRow.m_levelCode.SetValue(levelUsage.code);
-            levelRow.m_levelName.SetValue(levelUsage.name);
-            levelRow.m_levelCount.SetValue(levelUsage.value);
-            inserted = levelRow.InsertAhead(db);
-            if (!inserted) {
-                return false;
-            }
-        }
+    const UsageTables tables{TableFor(kDimUsageTable), TableFor(kLevelUsageTable),
+                             TableFor(kMeasureUsageTable)};
+    if (!InsertUsageRows(db, tables, sessionId, requestId, usageArray)) {
+        return false;
     }
-
-    for (const CodeNameValueTuple& measureUsage : usageArray.back()) {
-        MeasureUsageTableAccess measureRow(TableFor(kMeasureUsageTable));
-        measureRow.m_sessionId.SetValue(sessionId);
-        measureRow.m_requestId.SetValue(requestId);
-        measureRow.m_measureCode.SetValue(measureUsage.code);
-        measureRow.m_measureName.SetValue(measureUsage.name);
-        measureRow.m_measureCount.SetValue(measureUsage.value);
-        inserted = measureRow.InsertAhead(db);
-        if (!inserted) {
-            return false;
-        }
-    }
-    // The rows went ahead without waiting; their outcome comes now. False
-    // also when the blob named nothing to write.
-    return db->runAhead() && inserted;
+    // The rows went ahead without waiting; their outcome comes now.
+    return db->runAhead();
 }

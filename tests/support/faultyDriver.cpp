@@ -1,0 +1,181 @@
+#include "faultyDriver.h"
+
+#include <cstdlib>
+#include <utility>
+
+#include "sqldbapi.h"
+
+namespace {
+
+FaultyDriver::Plan g_plan;
+int g_commits = 0;
+int g_statements = 0;
+
+std::unique_ptr<DatabaseDriver> MakeFaultyDriver(const std::string& dbType) {
+    return std::make_unique<FaultyDriver>(SQLDB::MakeRealDriver(dbType));
+}
+
+DatabaseDriver::Result Failure(int status, const std::string& message) {
+    DatabaseDriver::Result result;
+    result.status = status;
+    result.phase = DatabaseDriver::kRun;
+    result.message = message;
+    return result;
+}
+
+}  // namespace
+
+void FaultyDriver::Install(const Plan& plan) {
+    g_plan = plan;
+    g_commits = 0;
+    g_statements = 0;
+    SQLDB::SetDriverFactory(&MakeFaultyDriver);
+}
+
+bool FaultyDriver::ParsePlan(const std::string& text, Plan& plan) {
+    const std::string::size_type equals = text.find('=');
+    if (equals == std::string::npos) {
+        return false;
+    }
+    const std::string kind = text.substr(0, equals);
+    const int count = std::atoi(text.c_str() + equals + 1);
+    if (count <= 0) {
+        return false;
+    }
+    plan = Plan();
+    if (kind == "commit") {
+        plan.failCommit = count;
+    } else if (kind == "statement") {
+        plan.failStatement = count;
+    } else if (kind == "drop") {
+        plan.dropAtStatement = count;
+    } else {
+        return false;
+    }
+    return true;
+}
+
+FaultyDriver::FaultyDriver(std::unique_ptr<DatabaseDriver> real) : m_real(std::move(real)) {}
+
+DatabaseDriver::Result FaultyDriver::dropped() const {
+    return Failure(kConnectionFailed, "injected fault: the connection was dropped");
+}
+
+DatabaseDriver::Result FaultyDriver::statementFault() {
+    if (m_dropped) {
+        return dropped();
+    }
+    ++g_statements;
+    if (g_statements == g_plan.failStatement) {
+        return Failure(kDatabaseFailed,
+                       "injected fault: statement " + std::to_string(g_statements) + " cannot run");
+    }
+    if (g_statements == g_plan.dropAtStatement) {
+        // Gone as a server that goes away: the open transaction with it.
+        m_real->close();
+        m_dropped = true;
+        return dropped();
+    }
+    return Result();
+}
+
+DatabaseDriver::Result FaultyDriver::open(const std::string& dbName,
+                                          const std::string& connectString) {
+    m_dropped = false;
+    return m_real->open(dbName, connectString);
+}
+
+void FaultyDriver::close() {
+    m_real->close();
+}
+
+std::string FaultyDriver::connectValue(const std::string& value) const {
+    return m_real->connectValue(value);
+}
+
+std::string FaultyDriver::databaseName() const {
+    return m_real->databaseName();
+}
+
+std::string FaultyDriver::serverVersion() const {
+    return m_real->serverVersion();
+}
+
+std::string FaultyDriver::clientVersion() const {
+    return m_real->clientVersion();
+}
+
+bool FaultyDriver::usesTypedDateLiterals() const {
+    return m_real->usesTypedDateLiterals();
+}
+
+DatabaseDriver::Result FaultyDriver::begin() {
+    return m_dropped ? dropped() : m_real->begin();
+}
+
+DatabaseDriver::Result FaultyDriver::commit() {
+    if (m_dropped) {
+        return dropped();
+    }
+    if (++g_commits == g_plan.failCommit) {
+        m_real->rollback();
+        return Failure(kDatabaseFailed,
+                       "injected fault: commit " + std::to_string(g_commits) + " failed");
+    }
+    return m_real->commit();
+}
+
+DatabaseDriver::Result FaultyDriver::rollback() {
+    return m_dropped ? Result() : m_real->rollback();
+}
+
+DatabaseDriver::Result FaultyDriver::execute(const std::string& statement, bool query,
+                                             std::vector<SqlDA::ColumnDescription>& columns) {
+    const Result fault = statementFault();
+    return fault.ok() ? m_real->execute(statement, query, columns) : fault;
+}
+
+DatabaseDriver::Result FaultyDriver::execute(const BoundStatement& statement, bool query,
+                                             std::vector<SqlDA::ColumnDescription>& columns) {
+    const Result fault = statementFault();
+    return fault.ok() ? m_real->execute(statement, query, columns) : fault;
+}
+
+DatabaseDriver::Result FaultyDriver::executeAhead(const BoundStatement& statement) {
+    const Result fault = statementFault();
+    return fault.ok() ? m_real->executeAhead(statement) : fault;
+}
+
+DatabaseDriver::Result FaultyDriver::runAhead() {
+    return m_dropped ? dropped() : m_real->runAhead();
+}
+
+DatabaseDriver::Result FaultyDriver::fetch(std::vector<std::optional<std::string>>& row) {
+    return m_dropped ? dropped() : m_real->fetch(row);
+}
+
+void FaultyDriver::release() {
+    if (!m_dropped) {
+        m_real->release();
+    }
+}
+
+DatabaseDriver::Result FaultyDriver::savepointLine() {
+    return m_dropped ? dropped() : m_real->savepointLine();
+}
+
+DatabaseDriver::Result FaultyDriver::releaseLine() {
+    return m_dropped ? dropped() : m_real->releaseLine();
+}
+
+DatabaseDriver::Result FaultyDriver::rollbackLine() {
+    return m_dropped ? dropped() : m_real->rollbackLine();
+}
+
+DatabaseDriver::Result FaultyDriver::setDurableCommits(bool durable) {
+    return m_dropped ? dropped() : m_real->setDurableCommits(durable);
+}
+
+void FaultyDriver::setLockWait(int milliseconds) {
+    m_real->setLockWait(milliseconds);
+}
