@@ -3,7 +3,7 @@
 if(AFP_TESTS)
     # The program itself with its database drivers wrapped by the faults
     # that the environment variable AFP_FAULT names.
-    add_executable(afp_faulty_loader auditfileprocessor/source/driver/afpmain.cpp
+    add_executable(afp_faulty_loader auditfileprocessor/source/program/afpmain.cpp
         tests/support/faultyDriver.cpp tests/support/faultyLoaderSetup.cpp)
     target_link_libraries(afp_faulty_loader PRIVATE
         afp_runreport afp_parser afp_database afp_driver afp_usage afp_runtime)

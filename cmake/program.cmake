@@ -16,7 +16,7 @@ afp_headers(afp_runreport PUBLIC
     auditfileprocessor/include/runreport/metricsReport.h)
 target_link_libraries(afp_runreport PUBLIC afp_parser PRIVATE afp_runtime nlohmann_json::nlohmann_json)
 
-add_executable(qxesauditfileprocessor auditfileprocessor/source/driver/afpmain.cpp)
+add_executable(qxesauditfileprocessor auditfileprocessor/source/program/afpmain.cpp)
 target_link_libraries(qxesauditfileprocessor PRIVATE
     afp_runreport afp_parser afp_database afp_driver afp_usage afp_runtime)
 add_dependencies(qxesauditfileprocessor afp_catalogue)

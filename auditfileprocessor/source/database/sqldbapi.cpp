@@ -101,7 +101,7 @@ SQLDB::SQLDB() = default;
 SQLDB::~SQLDB() {
     try {
         disconnect();
-    } catch (...) {
+    } catch (const std::exception&) {
         // A destructor must not throw; the connection is gone either way.
     }
 }
@@ -124,7 +124,7 @@ std::string SQLDB::connect(const std::string& dbName, const std::string& connect
         result = driver->open(dbName, effective);
     } catch (const std::bad_alloc&) {
         throw;
-    } catch (...) {
+    } catch (const std::exception&) {
         throw CPPWebException(38, 1, Where("SQLDB::connect", __LINE__));
     }
     m_status = result.status;

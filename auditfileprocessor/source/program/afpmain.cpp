@@ -118,7 +118,7 @@ void LoadAuditFiles(const AFPOptions& options, RunOutcome& outcome) {
     outcome.stage = RunStage::kLoading;
     try {
         parser->ParseDir();
-    } catch (...) {
+    } catch (const std::exception&) {
         // What the files that did load did is kept for the summary.
         outcome.statistics = parser->Statistics();
         outcome.auditDirectoryMissing = !DirectoryLister::DirectoryExists(options.auditLocation);
