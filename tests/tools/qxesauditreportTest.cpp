@@ -1,12 +1,14 @@
 // The usage report: its figures against the same questions asked in SQL
 // directly, on the base tables rather than the views, on both backends and for
-// open and closed periods; and the program as a user runs it, its page
-// rendered by headless Chromium with no console message and every chart
-// drawn, and its command line refusing what it cannot honour.
+// open and closed periods; and the program as a user runs it with a password
+// file, its page rendered by headless Chromium with no console message and
+// every chart drawn, and its command line refusing what it cannot honour.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,7 @@
 
 namespace {
 
+using auditFiles::Command;
 using auditFiles::Generate;
 using auditFiles::RunLoader;
 
@@ -162,14 +165,35 @@ TEST_P(ReportFigures, EqualTheSameQuestionsAskedInSql) {
                       std::to_string(percentile.milliseconds))
                 << "rank " << percentile.rank;
         }
+        for (const UsageReport::Slot& slot : report.days) {
+            const std::string ofDay = timed + " AND " + day + " = '" + slot.label + "'";
+            const long long count =
+                std::stoll(m_database.query("SELECT COUNT(*)" + requests() + ofDay).at(0).at(0));
+            EXPECT_EQ(count, slot.timed) << slot.label;
+            if (count > 0) {
+                EXPECT_EQ(
+                    m_database
+                        .query("SELECT " + duration() + requests() + ofDay +
+                               " ORDER BY 1 LIMIT 1 OFFSET " + std::to_string((count + 1) / 2 - 1))
+                        .at(0)
+                        .at(0),
+                    std::to_string(slot.medianMilliseconds))
+                    << slot.label;
+            }
+        }
+        // Start times with three decimals whatever the backend keeps.
+        const std::string started = sqlite()
+                                        ? "strftime('%Y-%m-%d %H:%M:%f', r.START_DATE_TIME)"
+                                        : "to_char(r.START_DATE_TIME, 'YYYY-MM-DD HH24:MI:SS.MS')";
         Rows slowest;
         for (const auto& request : report.slowest) {
-            slowest.push_back(
-                {request.sessionId, request.requestId, std::to_string(request.milliseconds)});
+            slowest.push_back({request.sessionId, request.requestId, request.start,
+                               std::to_string(request.milliseconds)});
         }
-        EXPECT_EQ(m_database.query("SELECT r.SESSION_ID, r.REQUEST_ID, " + duration() + requests() +
-                                   timed + " ORDER BY 3 DESC, 1, 2 LIMIT 10"),
-                  slowest);
+        EXPECT_EQ(
+            m_database.query("SELECT r.SESSION_ID, r.REQUEST_ID, " + started + ", " + duration() +
+                             requests() + timed + " ORDER BY 4 DESC, 1, 2 LIMIT 10"),
+            slowest);
 
         expectTop("users", report.topUsers,
                   direct("SELECT COALESCE(s.USER_NAME, '(none)'), COUNT(*), " + failed +
@@ -180,10 +204,15 @@ TEST_P(ReportFigures, EqualTheSameQuestionsAskedInSql) {
         expectTop("administration actions", report.adminActions,
                   direct("SELECT r.ACTION, COUNT(*), " + failed + requests() +
                          " AND r.REQUEST_TYPE = 2 GROUP BY r.ACTION"));
-        expectTop("data sources", report.dataSources,
-                  direct("SELECT SOURCE_NAME, COUNT(DISTINCT SESSION_ID), 0 FROM QXES_USER_SOURCE"
-                         " WHERE SESSION_ID IN (SELECT r.SESSION_ID" +
-                         requests() + ") GROUP BY SOURCE_NAME"));
+        DirectCounts sources = direct(
+            "SELECT SOURCE_NAME, COUNT(DISTINCT SESSION_ID), 0 FROM QXES_USER_SOURCE"
+            " WHERE SESSION_ID IN (SELECT r.SESSION_ID" +
+            requests() + ") GROUP BY SOURCE_NAME");
+        // The loader's name for the files read for remote servers.
+        ASSERT_EQ(1u, sources.count("-"));
+        sources.emplace(ReportQueries::kRemoteSources, sources.at("-"));
+        sources.erase("-");
+        expectTop("data sources", report.dataSources, sources);
         const struct {
             const char *what, *table, *name, *code;
             const std::vector<UsageReport::Count>& top;
@@ -214,28 +243,43 @@ AFP_ON_BOTH_BACKENDS(ReportFigures);
 
 const char kChromium[] = "/usr/bin/chromium";
 
+// The report's command line with the password on it, or in the file named.
 std::vector<std::string> ReportCommand(const TestDatabase& database,
-                                       const std::vector<std::string>& extra) {
+                                       const std::vector<std::string>& extra,
+                                       const std::string& passwordFile = "") {
     std::vector<std::string> command = {
         AFP_REPORT,           "-dbname", database.dbName(), "-dbconnect",
-        database.dbConnect(), "-dbuser", database.dbUser(), "-dbpass",
-        database.dbPassword()};
+        database.dbConnect(), "-dbuser", database.dbUser()};
+    if (passwordFile.empty()) {
+        command.insert(command.end(), {"-dbpass", database.dbPassword()});
+    } else {
+        command.insert(command.end(), {"-passfile", passwordFile});
+    }
     command.insert(command.end(), extra.begin(), extra.end());
     return command;
 }
 
-TEST(ReportPage, RendersInChromiumWithEveryChartAndNoConsoleMessage) {
+class ReportPage : public ::testing::TestWithParam<TestBackend> {};
+
+TEST_P(ReportPage, RendersInChromiumWithEveryChartAndNoConsoleMessage) {
     if (::access(kChromium, X_OK) != 0) {
         GTEST_SKIP() << kChromium << " is not installed (scripts/setup.sh installs it)";
     }
-    TestDatabase database;
+    TestDatabase database(GetParam());
     AFP_REQUIRE_DATABASE(database);
     ScratchDirectory audit, output, profile;
-    ASSERT_EQ(0, Generate(audit.path(), 3, 2, 1500).exitStatus);
+    ASSERT_EQ(0, RunProcess(Command(AFP_AUDITGEN, {{"--output", audit.path()},
+                                                   {"--seed", "3"},
+                                                   {"--files", "2"},
+                                                   {"--lines", "1500"},
+                                                   {"--days", "3"}}))
+                     .exitStatus);
     ASSERT_EQ(0, RunLoader(database, audit.path(), 200).exitStatus);
-    const std::string page = output / "report.html";
-    const ProcessResult report =
-        RunProcess(ReportCommand(database, {"--output", page, "--text", output / "report.txt"}));
+    const std::string page = output / "report.html", passwordFile = output / "db.pass";
+    WriteFile(passwordFile, database.dbPassword() + "\n");
+    ASSERT_EQ(0, ::chmod(passwordFile.c_str(), 0600));
+    const ProcessResult report = RunProcess(
+        ReportCommand(database, {"-output", page, "-TEXT", output / "report.txt"}, passwordFile));
     ASSERT_EQ(0, report.exitStatus) << report.err;
     EXPECT_NE(ReadFile(output / "report.txt").find("Requests:  "), std::string::npos);
 
@@ -261,22 +305,42 @@ TEST(ReportPage, RendersInChromiumWithEveryChartAndNoConsoleMessage) {
             << id << " has no marks";
         EXPECT_EQ(std::string::npos, chart.find("No data")) << id;
     }
+    // Three working days, each a row of its table; each figure shown once;
+    // every time in a table with three decimals; remote sources named.
+    const size_t days = dom.find("<table class=\"days\">");
+    ASSERT_NE(std::string::npos, days);
+    EXPECT_EQ(4u, auditFiles::Count(dom.substr(days, dom.find("</table>", days) - days), "<tr>"));
+    EXPECT_EQ(1u, auditFiles::Count(dom, ">50th<"));
+    const std::regex time("<td>\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d(\\.\\d{3}<)?");
+    for (auto match = std::sregex_iterator(dom.begin(), dom.end(), time);
+         match != std::sregex_iterator(); ++match) {
+        EXPECT_TRUE((*match)[1].matched) << match->str();
+    }
+    EXPECT_NE(std::string::npos, dom.find(ReportQueries::kRemoteSources));
 }
 
-TEST(ReportPage, RefusesWhatItCannotHonour) {
+AFP_ON_BOTH_BACKENDS(ReportPage);
+
+TEST(ReportCommandLine, RefusesWhatItCannotHonour) {
     TestDatabase database;
     AFP_REQUIRE_DATABASE(database);
     ScratchDirectory output;
+    const std::string shared = output / "shared.pass";
+    WriteFile(shared, database.dbPassword() + "\n");
+    ASSERT_EQ(0, ::chmod(shared.c_str(), 0644));
     const struct {
         std::vector<std::string> extra;
         int exitStatus;
         const char* says;
     } cases[] = {
         {{}, 2, "nothing to write"},
+        // The file wins over -dbpass, so it is checked even then.
+        {{"-text", "-", "-passfile", shared}, 2, "AFP-0060"},
+        {{"-text", "-", "-passfile", output / "missing.pass"}, 2, "AFP-0059"},
         {{"--text", "-", "--since", "2011-02-29"}, 2, "is no date"},
         {{"--text", "-", "--until", "2011-03-04 24:00:00"}, 2, "is no date"},
-        {{"--text", "-", "--since", "2011-03-05", "--until", "2011-03-04"}, 2, "before --until"},
-        {{"--text", "-", "--text", "x"}, 2, "given twice"},
+        {{"--text", "-", "-since", "2011-03-05", "--until", "2011-03-04"}, 2, "before -until"},
+        {{"--text", "-", "-Text", "x"}, 2, "given twice"},
         {{"--text", "-", "--colour"}, 2, "unknown option"},
         {{"--output", output / "missing/report.html"}, 1, "cannot write"},
         // A database made before the views existed.
@@ -292,10 +356,14 @@ TEST(ReportPage, RefusesWhatItCannotHonour) {
         EXPECT_EQ(c.exitStatus, result.exitStatus) << c.says;
         EXPECT_NE(std::string::npos, result.err.find(c.says)) << result.err;
     }
-    const std::vector<std::string> badType = {AFP_REPORT,  "-dbname", "x", "-dbconnect",
-                                              "LOCAL;OR;", "-dbuser", "u", "-dbpass",
-                                              "p",         "--text",  "-"};
-    EXPECT_EQ(2, RunProcess(badType).exitStatus);
+    // An unknown database type; no password at all.
+    for (const auto& command : std::vector<std::vector<std::string>>{
+             {AFP_REPORT, "-dbname", "x", "-dbconnect", "LOCAL;OR;", "-dbuser", "u", "-dbpass", "p",
+              "-text", "-"},
+             {AFP_REPORT, "-dbname", "x", "-dbconnect", "LOCAL;SQ;", "-dbuser", "u", "-text",
+              "-"}}) {
+        EXPECT_EQ(2, RunProcess(command).exitStatus);
+    }
 }
 
 }  // namespace
