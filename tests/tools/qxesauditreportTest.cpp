@@ -18,7 +18,6 @@
 
 namespace {
 
-using auditFiles::Command;
 using auditFiles::Generate;
 using auditFiles::RunLoader;
 
@@ -167,19 +166,12 @@ TEST_P(ReportFigures, EqualTheSameQuestionsAskedInSql) {
         }
         for (const UsageReport::Slot& slot : report.days) {
             const std::string ofDay = timed + " AND " + day + " = '" + slot.label + "'";
-            const long long count =
-                std::stoll(m_database.query("SELECT COUNT(*)" + requests() + ofDay).at(0).at(0));
-            EXPECT_EQ(count, slot.timed) << slot.label;
-            if (count > 0) {
-                EXPECT_EQ(
-                    m_database
-                        .query("SELECT " + duration() + requests() + ofDay +
-                               " ORDER BY 1 LIMIT 1 OFFSET " + std::to_string((count + 1) / 2 - 1))
-                        .at(0)
-                        .at(0),
-                    std::to_string(slot.medianMilliseconds))
-                    << slot.label;
-            }
+            EXPECT_EQ(m_database.query("SELECT COUNT(*)" + requests() + ofDay),
+                      Rows({{std::to_string(slot.timed)}}));
+            EXPECT_EQ(m_database.query("SELECT " + duration() + requests() + ofDay +
+                                       " ORDER BY 1 LIMIT 1 OFFSET " +
+                                       std::to_string((slot.timed + 1) / 2 - 1)),
+                      Rows({{std::to_string(slot.medianMilliseconds)}}));
         }
         // Start times with three decimals whatever the backend keeps.
         const std::string started = sqlite()
@@ -208,9 +200,7 @@ TEST_P(ReportFigures, EqualTheSameQuestionsAskedInSql) {
             "SELECT SOURCE_NAME, COUNT(DISTINCT SESSION_ID), 0 FROM QXES_USER_SOURCE"
             " WHERE SESSION_ID IN (SELECT r.SESSION_ID" +
             requests() + ") GROUP BY SOURCE_NAME");
-        // The loader's name for the files read for remote servers.
-        ASSERT_EQ(1u, sources.count("-"));
-        sources.emplace(ReportQueries::kRemoteSources, sources.at("-"));
+        sources[ReportQueries::kRemoteSources] = sources.at("-");  // the loader's name for them
         sources.erase("-");
         expectTop("data sources", report.dataSources, sources);
         const struct {
@@ -243,18 +233,12 @@ AFP_ON_BOTH_BACKENDS(ReportFigures);
 
 const char kChromium[] = "/usr/bin/chromium";
 
-// The report's command line with the password on it, or in the file named.
 std::vector<std::string> ReportCommand(const TestDatabase& database,
-                                       const std::vector<std::string>& extra,
-                                       const std::string& passwordFile = "") {
+                                       const std::vector<std::string>& extra) {
     std::vector<std::string> command = {
         AFP_REPORT,           "-dbname", database.dbName(), "-dbconnect",
-        database.dbConnect(), "-dbuser", database.dbUser()};
-    if (passwordFile.empty()) {
-        command.insert(command.end(), {"-dbpass", database.dbPassword()});
-    } else {
-        command.insert(command.end(), {"-passfile", passwordFile});
-    }
+        database.dbConnect(), "-dbuser", database.dbUser(), "-dbpass",
+        database.dbPassword()};
     command.insert(command.end(), extra.begin(), extra.end());
     return command;
 }
@@ -268,18 +252,19 @@ TEST_P(ReportPage, RendersInChromiumWithEveryChartAndNoConsoleMessage) {
     TestDatabase database(GetParam());
     AFP_REQUIRE_DATABASE(database);
     ScratchDirectory audit, output, profile;
-    ASSERT_EQ(0, RunProcess(Command(AFP_AUDITGEN, {{"--output", audit.path()},
-                                                   {"--seed", "3"},
-                                                   {"--files", "2"},
-                                                   {"--lines", "1500"},
-                                                   {"--days", "3"}}))
+    ASSERT_EQ(0, RunProcess({AFP_AUDITGEN, "--output", audit.path(), "--seed", "3", "--files", "2",
+                             "--lines", "1500", "--days", "3"})
                      .exitStatus);
     ASSERT_EQ(0, RunLoader(database, audit.path(), 200).exitStatus);
     const std::string page = output / "report.html", passwordFile = output / "db.pass";
     WriteFile(passwordFile, database.dbPassword() + "\n");
     ASSERT_EQ(0, ::chmod(passwordFile.c_str(), 0600));
-    const ProcessResult report = RunProcess(
-        ReportCommand(database, {"-output", page, "-TEXT", output / "report.txt"}, passwordFile));
+    // The password from the file alone.
+    std::vector<std::string> command =
+        ReportCommand(database, {"-output", page, "-TEXT", output / "report.txt"});
+    std::replace(command.begin(), command.end(), std::string("-dbpass"), std::string("-passfile"));
+    *(std::find(command.begin(), command.end(), "-passfile") + 1) = passwordFile;
+    const ProcessResult report = RunProcess(command);
     ASSERT_EQ(0, report.exitStatus) << report.err;
     EXPECT_NE(ReadFile(output / "report.txt").find("Requests:  "), std::string::npos);
 
@@ -311,11 +296,9 @@ TEST_P(ReportPage, RendersInChromiumWithEveryChartAndNoConsoleMessage) {
     ASSERT_NE(std::string::npos, days);
     EXPECT_EQ(4u, auditFiles::Count(dom.substr(days, dom.find("</table>", days) - days), "<tr>"));
     EXPECT_EQ(1u, auditFiles::Count(dom, ">50th<"));
-    const std::regex time("<td>\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d(\\.\\d{3}<)?");
-    for (auto match = std::sregex_iterator(dom.begin(), dom.end(), time);
-         match != std::sregex_iterator(); ++match) {
-        EXPECT_TRUE((*match)[1].matched) << match->str();
-    }
+    EXPECT_FALSE(std::regex_search(
+        dom,
+        std::regex("<td>\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d(\\.\\d{0,2}|\\.\\d{4,})?<")));
     EXPECT_NE(std::string::npos, dom.find(ReportQueries::kRemoteSources));
 }
 
@@ -356,14 +339,10 @@ TEST(ReportCommandLine, RefusesWhatItCannotHonour) {
         EXPECT_EQ(c.exitStatus, result.exitStatus) << c.says;
         EXPECT_NE(std::string::npos, result.err.find(c.says)) << result.err;
     }
-    // An unknown database type; no password at all.
-    for (const auto& command : std::vector<std::vector<std::string>>{
-             {AFP_REPORT, "-dbname", "x", "-dbconnect", "LOCAL;OR;", "-dbuser", "u", "-dbpass", "p",
-              "-text", "-"},
-             {AFP_REPORT, "-dbname", "x", "-dbconnect", "LOCAL;SQ;", "-dbuser", "u", "-text",
-              "-"}}) {
-        EXPECT_EQ(2, RunProcess(command).exitStatus);
-    }
+    const std::vector<std::string> badType = {AFP_REPORT,  "-dbname", "x", "-dbconnect",
+                                              "LOCAL;OR;", "-dbuser", "u", "-dbpass",
+                                              "p",         "--text",  "-"};
+    EXPECT_EQ(2, RunProcess(badType).exitStatus);
 }
 
 }  // namespace
