@@ -35,7 +35,7 @@ std::string Text(const std::optional<std::string>& value, const char* absent = "
 // A time with exactly three decimals, as audit time stamps have them:
 // PostgreSQL drops trailing zeros ("17:07:53.4"), SQLite returns what was stored.
 std::string Moment(const std::optional<std::string>& value) {
-    const std::string text = Text(value);
+    std::string text = Text(value);
     if (text.size() < 19) {
         return text;
     }
