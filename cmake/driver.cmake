@@ -13,7 +13,8 @@ afp_headers(afp_driver PUBLIC
     auditfileprocessor/include/driver/afpOptions.h
     auditfileprocessor/include/driver/commandLine.h
     auditfileprocessor/include/driver/programDirectory.h
-    auditfileprocessor/include/driver/noFollowFile.h)
+    auditfileprocessor/include/driver/noFollowFile.h
+    auditfileprocessor/include/driver/passwordFile.h)
 target_link_libraries(afp_driver PRIVATE afp_runtime)
 
 # One compiled catalogue per language, beside the program as it will be installed.

@@ -24,7 +24,8 @@ add_library(afp_auditgen STATIC
     tools/qxesauditgen/auditDirectoryWriter.cpp
     tools/qxesauditgen/auditGenOptions.cpp
     tools/qxesauditgen/auditTrafficGenerator.cpp
-    tools/qxesauditgen/stampClock.cpp)
+    tools/qxesauditgen/stampClock.cpp
+    tools/qxesauditgen/workdaySchedule.cpp)
 target_include_directories(afp_auditgen PUBLIC ${CMAKE_SOURCE_DIR}/tools/qxesauditgen)
 target_link_libraries(afp_auditgen PUBLIC afp_format)
 

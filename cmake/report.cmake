@@ -3,13 +3,14 @@
 add_library(afp_report STATIC
     tools/qxesauditreport/htmlReportWriter.cpp
     tools/qxesauditreport/markupText.cpp
+    tools/qxesauditreport/reportCredentials.cpp
     tools/qxesauditreport/reportFormat.cpp
     tools/qxesauditreport/reportOptions.cpp
     tools/qxesauditreport/reportQueries.cpp
     tools/qxesauditreport/svgChart.cpp
     tools/qxesauditreport/textReportWriter.cpp)
 target_include_directories(afp_report PUBLIC ${CMAKE_SOURCE_DIR}/tools/qxesauditreport)
-target_link_libraries(afp_report PUBLIC afp_database PRIVATE afp_runtime)
+target_link_libraries(afp_report PUBLIC afp_database PRIVATE afp_driver afp_runtime)
 
 add_executable(qxesauditreport tools/qxesauditreport/qxesauditreport.cpp)
 target_link_libraries(qxesauditreport PRIVATE afp_report afp_database afp_runtime)

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The main job on the embedded default: build the program, create a SQLite
 # audit database when there is none, write a sample audit directory as a busy
-# server would, load it, show what landed, and write the usage report.
+# server would over a week, load it, show what landed, and write the usage
+# report.
 # Everything goes to ./demo.
 set -euo pipefail
 root="$(cd "$(dirname "$0")/.." && pwd)"
@@ -22,10 +23,11 @@ fi
 sqlite3 "$database" < schema/sqlite.sql >/dev/null
 
 # A new seed and session prefix per run, so that repeated runs add new sessions.
+# A week of working days, so that the report has days to show.
 seed="$(date +%s)"
 rm -rf "$audit"
 build/bin/qxesauditgen --output "$audit" --seed "$seed" --files 4 --lines 5000 \
-    --sessions 25 --session-prefix "D${seed}-" --live
+    --sessions 25 --session-prefix "D${seed}-" --days 7 --live
 
 echo
 echo "Loading $audit"
@@ -63,7 +65,7 @@ echo "Every statement of this run: $demo/statements.sql"
 
 echo
 build/bin/qxesauditreport -dbname "$database" -dbconnect 'LOCAL;SQ;' -dbuser demo -dbpass demo \
-    --output "$demo/report.html" --text "$demo/report.txt"
+    -output "$demo/report.html" -text "$demo/report.txt"
 sed -n '1,/^Start-ups/p' "$demo/report.txt"
 echo
 echo "Usage report (open it in a browser): $demo/report.html"

@@ -1,12 +1,15 @@
-// The audit-file writer: its clock against the C library, and a seed that
-// fixes its output. The lines themselves are checked by every end-to-end
-// load, which must refuse none of them.
+// The audit-file writer: its clock against the C library, a seed that fixes
+// its output, and traffic spread over working days. The lines themselves are checked by every
+// end-to-end load, which must refuse none of them.
 #include <gtest/gtest.h>
 
 #include <ctime>
 #include <map>
 #include <random>
+#include <set>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "../support/processRunner.h"
 #include "auditDirectoryWriter.h"
@@ -39,6 +42,52 @@ TEST(Qxesauditgen, SameSeedGivesTheSameBytesAndAnotherSeedDoesNot) {
     EXPECT_EQ(files.size(), 4u);  // three files and the live one
     EXPECT_EQ(files, Generate(second.path(), 77));
     EXPECT_NE(files, Generate(third.path(), 78));
+}
+
+// Keeps the time stamp, session and request of every line written.
+struct StampSink : AuditLineSink {
+    void beginFile(const std::string&) override {}
+    void writeRecord(const AuditLine& line) override {
+        lines.push_back({std::string(line.time_stamp),
+                         std::string(line.session_id) + "/" + std::string(line.request_id)});
+    }
+    void endFile() override {}
+    std::vector<std::pair<std::string, std::string>> lines;
+};
+
+TEST(Qxesauditgen, DaysSpreadTheTrafficOverWorkingHoursWithoutStretchingRequests) {
+    const struct {
+        uint32_t days, files, lines;
+        bool splitUsage;
+    } cases[] = {{1, 1, 3000, false}, {3, 4, 2000, true}, {30, 1, 1000, false}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::to_string(c.days) + " days");
+        AuditGenOptions options;
+        options.days = c.days;
+        options.files = c.files;
+        options.linesPerFile = c.lines;
+        options.splitUsage = c.splitUsage;
+        StampSink sink;
+        AuditTrafficGenerator(options, "UTC", "Time Zone: GMT + 0:00", sink).run();
+        std::set<std::string> days, hours;
+        std::map<std::string, time_t> requestStart;
+        for (size_t i = 0; i < sink.lines.size(); ++i) {
+            const auto& [stamp, request] = sink.lines[i];
+            ASSERT_TRUE(i == 0 || sink.lines[i - 1].first <= stamp) << stamp;
+            days.insert(stamp.substr(0, 10));
+            hours.insert(stamp.substr(11, 2));
+            tm broken{};
+            ASSERT_NE(nullptr, strptime(stamp.c_str(), "%Y-%m-%d:%H:%M:%S", &broken));
+            // No quiet time within a request, or its duration would count it.
+            const time_t first = requestStart.emplace(request, timegm(&broken)).first->second;
+            if (request != "0/0") {
+                EXPECT_LT(timegm(&broken) - first, 60) << request;
+            }
+        }
+        EXPECT_EQ(c.days, days.size());
+        EXPECT_GE(*hours.begin(), "08");
+        EXPECT_LE(*hours.rbegin(), "17");
+    }
 }
 
 TEST(StampClock, AdvancingRendersTheNewSecondAndTheFileStamp) {

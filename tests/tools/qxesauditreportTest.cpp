@@ -1,12 +1,14 @@
 // The usage report: its figures against the same questions asked in SQL
 // directly, on the base tables rather than the views, on both backends and for
-// open and closed periods; and the program as a user runs it, its page
-// rendered by headless Chromium with no console message and every chart
-// drawn, and its command line refusing what it cannot honour.
+// open and closed periods; and the program as a user runs it with a password
+// file, its page rendered by headless Chromium with no console message and
+// every chart drawn, and its command line refusing what it cannot honour.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <map>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -162,14 +164,28 @@ TEST_P(ReportFigures, EqualTheSameQuestionsAskedInSql) {
                       std::to_string(percentile.milliseconds))
                 << "rank " << percentile.rank;
         }
+        for (const UsageReport::Slot& slot : report.days) {
+            const std::string ofDay = timed + " AND " + day + " = '" + slot.label + "'";
+            EXPECT_EQ(m_database.query("SELECT COUNT(*)" + requests() + ofDay),
+                      Rows({{std::to_string(slot.timed)}}));
+            EXPECT_EQ(m_database.query("SELECT " + duration() + requests() + ofDay +
+                                       " ORDER BY 1 LIMIT 1 OFFSET " +
+                                       std::to_string((slot.timed + 1) / 2 - 1)),
+                      Rows({{std::to_string(slot.medianMilliseconds)}}));
+        }
+        // Start times with three decimals whatever the backend keeps.
+        const std::string started = sqlite()
+                                        ? "strftime('%Y-%m-%d %H:%M:%f', r.START_DATE_TIME)"
+                                        : "to_char(r.START_DATE_TIME, 'YYYY-MM-DD HH24:MI:SS.MS')";
         Rows slowest;
         for (const auto& request : report.slowest) {
-            slowest.push_back(
-                {request.sessionId, request.requestId, std::to_string(request.milliseconds)});
+            slowest.push_back({request.sessionId, request.requestId, request.start,
+                               std::to_string(request.milliseconds)});
         }
-        EXPECT_EQ(m_database.query("SELECT r.SESSION_ID, r.REQUEST_ID, " + duration() + requests() +
-                                   timed + " ORDER BY 3 DESC, 1, 2 LIMIT 10"),
-                  slowest);
+        EXPECT_EQ(
+            m_database.query("SELECT r.SESSION_ID, r.REQUEST_ID, " + started + ", " + duration() +
+                             requests() + timed + " ORDER BY 4 DESC, 1, 2 LIMIT 10"),
+            slowest);
 
         expectTop("users", report.topUsers,
                   direct("SELECT COALESCE(s.USER_NAME, '(none)'), COUNT(*), " + failed +
@@ -180,10 +196,13 @@ TEST_P(ReportFigures, EqualTheSameQuestionsAskedInSql) {
         expectTop("administration actions", report.adminActions,
                   direct("SELECT r.ACTION, COUNT(*), " + failed + requests() +
                          " AND r.REQUEST_TYPE = 2 GROUP BY r.ACTION"));
-        expectTop("data sources", report.dataSources,
-                  direct("SELECT SOURCE_NAME, COUNT(DISTINCT SESSION_ID), 0 FROM QXES_USER_SOURCE"
-                         " WHERE SESSION_ID IN (SELECT r.SESSION_ID" +
-                         requests() + ") GROUP BY SOURCE_NAME"));
+        DirectCounts sources = direct(
+            "SELECT SOURCE_NAME, COUNT(DISTINCT SESSION_ID), 0 FROM QXES_USER_SOURCE"
+            " WHERE SESSION_ID IN (SELECT r.SESSION_ID" +
+            requests() + ") GROUP BY SOURCE_NAME");
+        sources[ReportQueries::kRemoteSources] = sources.at("-");  // the loader's name for them
+        sources.erase("-");
+        expectTop("data sources", report.dataSources, sources);
         const struct {
             const char *what, *table, *name, *code;
             const std::vector<UsageReport::Count>& top;
@@ -224,18 +243,28 @@ std::vector<std::string> ReportCommand(const TestDatabase& database,
     return command;
 }
 
-TEST(ReportPage, RendersInChromiumWithEveryChartAndNoConsoleMessage) {
+class ReportPage : public ::testing::TestWithParam<TestBackend> {};
+
+TEST_P(ReportPage, RendersInChromiumWithEveryChartAndNoConsoleMessage) {
     if (::access(kChromium, X_OK) != 0) {
         GTEST_SKIP() << kChromium << " is not installed (scripts/setup.sh installs it)";
     }
-    TestDatabase database;
+    TestDatabase database(GetParam());
     AFP_REQUIRE_DATABASE(database);
     ScratchDirectory audit, output, profile;
-    ASSERT_EQ(0, Generate(audit.path(), 3, 2, 1500).exitStatus);
+    ASSERT_EQ(0, RunProcess({AFP_AUDITGEN, "--output", audit.path(), "--seed", "3", "--files", "2",
+                             "--lines", "1500", "--days", "3"})
+                     .exitStatus);
     ASSERT_EQ(0, RunLoader(database, audit.path(), 200).exitStatus);
-    const std::string page = output / "report.html";
-    const ProcessResult report =
-        RunProcess(ReportCommand(database, {"--output", page, "--text", output / "report.txt"}));
+    const std::string page = output / "report.html", passwordFile = output / "db.pass";
+    WriteFile(passwordFile, database.dbPassword() + "\n");
+    ASSERT_EQ(0, ::chmod(passwordFile.c_str(), 0600));
+    // The password from the file alone.
+    std::vector<std::string> command =
+        ReportCommand(database, {"-output", page, "-TEXT", output / "report.txt"});
+    std::replace(command.begin(), command.end(), std::string("-dbpass"), std::string("-passfile"));
+    *(std::find(command.begin(), command.end(), "-passfile") + 1) = passwordFile;
+    const ProcessResult report = RunProcess(command);
     ASSERT_EQ(0, report.exitStatus) << report.err;
     EXPECT_NE(ReadFile(output / "report.txt").find("Requests:  "), std::string::npos);
 
@@ -261,22 +290,40 @@ TEST(ReportPage, RendersInChromiumWithEveryChartAndNoConsoleMessage) {
             << id << " has no marks";
         EXPECT_EQ(std::string::npos, chart.find("No data")) << id;
     }
+    // Three working days, each a row of its table; each figure shown once;
+    // every time in a table with three decimals; remote sources named.
+    const size_t days = dom.find("<table class=\"days\">");
+    ASSERT_NE(std::string::npos, days);
+    EXPECT_EQ(4u, auditFiles::Count(dom.substr(days, dom.find("</table>", days) - days), "<tr>"));
+    EXPECT_EQ(1u, auditFiles::Count(dom, ">50th<"));
+    EXPECT_FALSE(std::regex_search(
+        dom,
+        std::regex("<td>\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d(\\.\\d{0,2}|\\.\\d{4,})?<")));
+    EXPECT_NE(std::string::npos, dom.find(ReportQueries::kRemoteSources));
 }
 
-TEST(ReportPage, RefusesWhatItCannotHonour) {
+AFP_ON_BOTH_BACKENDS(ReportPage);
+
+TEST(ReportCommandLine, RefusesWhatItCannotHonour) {
     TestDatabase database;
     AFP_REQUIRE_DATABASE(database);
     ScratchDirectory output;
+    const std::string shared = output / "shared.pass";
+    WriteFile(shared, database.dbPassword() + "\n");
+    ASSERT_EQ(0, ::chmod(shared.c_str(), 0644));
     const struct {
         std::vector<std::string> extra;
         int exitStatus;
         const char* says;
     } cases[] = {
         {{}, 2, "nothing to write"},
+        // The file wins over -dbpass, so it is checked even then.
+        {{"-text", "-", "-passfile", shared}, 2, "AFP-0060"},
+        {{"-text", "-", "-passfile", output / "missing.pass"}, 2, "AFP-0059"},
         {{"--text", "-", "--since", "2011-02-29"}, 2, "is no date"},
         {{"--text", "-", "--until", "2011-03-04 24:00:00"}, 2, "is no date"},
-        {{"--text", "-", "--since", "2011-03-05", "--until", "2011-03-04"}, 2, "before --until"},
-        {{"--text", "-", "--text", "x"}, 2, "given twice"},
+        {{"--text", "-", "-since", "2011-03-05", "--until", "2011-03-04"}, 2, "before -until"},
+        {{"--text", "-", "-Text", "x"}, 2, "given twice"},
         {{"--text", "-", "--colour"}, 2, "unknown option"},
         {{"--output", output / "missing/report.html"}, 1, "cannot write"},
         // A database made before the views existed.

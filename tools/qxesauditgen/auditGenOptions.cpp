@@ -45,7 +45,7 @@ bool isPlainPrefix(const std::string& prefix) {
 
 bool takesValue(const std::string& option) {
     for (const char* name :
-         {"--output", "--seed", "--files", "--lines", "--sessions", "--session-prefix"}) {
+         {"--output", "--seed", "--files", "--lines", "--sessions", "--session-prefix", "--days"}) {
         if (option == name) {
             return true;
         }
@@ -59,6 +59,7 @@ bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& erro
     const uint64_t kMaxCount = 1000000000;
     // Each open session keeps its request in memory.
     const uint64_t kMaxSessions = 100000;
+    const uint64_t kMaxDays = 3650;
     // Looked for first, so that a request is answered whatever else the line holds.
     for (int index = 1; index < argc; ++index) {
         const std::string request = argv[index];
@@ -119,6 +120,12 @@ bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& erro
                 return false;
             }
             sessions = static_cast<uint32_t>(number);
+        } else if (option == "--days") {
+            if (!readNumber(value, 1, kMaxDays, number)) {
+                error = "--days needs a whole number from 1 to 3650";
+                return false;
+            }
+            days = static_cast<uint32_t>(number);
         } else if (option == "--session-prefix") {
             sessionPrefix = value;
             if (!isPlainPrefix(sessionPrefix)) {
@@ -144,6 +151,8 @@ const char* AuditGenOptions::usage() {
            "  --lines N               record lines per file, approximately (default 1000)\n"
            "  --sessions N            sessions open at the same time (default 8)\n"
            "  --session-prefix TEXT   prefix of every session identifier (default S)\n"
+           "  --days N                spread the traffic over the working hours (08:00 to\n"
+           "                          18:00) of N days; by default it takes minutes\n"
            "  --live                  also write the live file qxes_audit.log\n"
            "  --split-usage           let a request's lines run on into the next file\n"
            "  --help, -h              show this text\n"

@@ -24,6 +24,8 @@ class AuditGenOptions {
     uint32_t files = 1;
     uint32_t linesPerFile = 1000;
     uint32_t sessions = 8;
+    // Days whose working hours the traffic is spread over; 0 keeps it in one stretch.
+    uint32_t days = 0;
     std::string sessionPrefix = "S";
     bool live = false;
     bool splitUsage = false;

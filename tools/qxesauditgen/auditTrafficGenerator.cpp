@@ -11,6 +11,9 @@ namespace {
 const int64_t kBaseSecond = 1299258309;
 
 const char kVersionText[] = "7.4.110.2011";
+// Lines a burst of traffic takes at least for each session, so that ending
+// its requests before a quiet time stays a small part of it.
+const uint32_t kBurstLinesPerSession = 10;
 const char kNoSession[] = "0";
 const char kNoRequest[] = "0";
 // The session identifier of a request that failed before it had a session.
@@ -133,8 +136,11 @@ AuditTrafficGenerator::AuditTrafficGenerator(const AuditGenOptions& options, std
       m_differenceFromGMT(std::move(differenceFromGMT)),
       m_sink(sink),
       m_random(options.seed),
-      m_clock(startSecond(options.seed) * 1000),
-      m_lastFileSecond(startSecond(options.seed) - 1),
+      m_schedule(options.days,
+                 uint64_t{options.linesPerFile} * (options.files + (options.live ? 1 : 0)),
+                 uint64_t{kBurstLinesPerSession} * options.sessions, startSecond(options.seed)),
+      m_clock(m_schedule.firstMillisecond()),
+      m_lastFileSecond(m_clock.seconds() - 1),
       m_sessions(options.sessions) {
     m_machine = "qxhost" + std::to_string(10 + options.seed % 90) +
                 ".example.net:" + std::to_string(8010 + options.seed % 50);
@@ -148,14 +154,14 @@ int64_t AuditTrafficGenerator::startSecond(uint64_t seed) {
 void AuditTrafficGenerator::run() {
     for (uint32_t file = 0; file < m_options.files; ++file) {
         bool last = file + 1 == m_options.files && !m_options.live;
-        writeFile(true, last || !m_options.splitUsage);
+        writeFile(true, last || !m_options.splitUsage, last);
     }
     if (m_options.live) {
-        writeFile(false, true);
+        writeFile(false, true, true);
     }
 }
 
-void AuditTrafficGenerator::writeFile(bool rolled, bool drainAtEnd) {
+void AuditTrafficGenerator::writeFile(bool rolled, bool drainAtEnd, bool last) {
     // Rolled files are told apart by their first second.
     if (m_clock.seconds() <= m_lastFileSecond) {
         m_clock.advanceToNextSecond();
@@ -166,6 +172,25 @@ void AuditTrafficGenerator::writeFile(bool rolled, bool drainAtEnd) {
     ++m_generation;
     writeStartLines();
 
+    wakeSessions();
+    // Ending requests before each quiet time adds lines: the last file goes
+    // on until the last burst, so that every day gets its traffic.
+    while (m_linesInFile < m_options.linesPerFile || (last && m_schedule.burstsLeft())) {
+        if (m_schedule.burstDone(m_linesWritten) ||
+            (m_linesInFile >= m_options.linesPerFile && m_schedule.burstsLeft())) {
+            pauseUntilNextBurst();
+        }
+        tick();
+    }
+    if (drainAtEnd) {
+        drain();
+    } else {
+        finishCarriedRequests();
+    }
+    m_sink.endFile();
+}
+
+void AuditTrafficGenerator::wakeSessions() {
     for (uint32_t index = 0; index < m_sessions.size(); ++index) {
         Session& session = m_sessions[index];
         if (!session.busy) {
@@ -174,19 +199,21 @@ void AuditTrafficGenerator::writeFile(bool rolled, bool drainAtEnd) {
             m_busy.push_back(index);
         }
     }
-    while (m_linesInFile < m_options.linesPerFile) {
+}
+
+void AuditTrafficGenerator::drain() {
+    m_draining = true;
+    while (!m_busy.empty()) {
         tick();
     }
-    if (drainAtEnd) {
-        m_draining = true;
-        while (!m_busy.empty()) {
-            tick();
-        }
-        m_draining = false;
-    } else {
-        finishCarriedRequests();
-    }
-    m_sink.endFile();
+    m_draining = false;
+}
+
+void AuditTrafficGenerator::pauseUntilNextBurst() {
+    // No request spans the quiet time, or its duration would count it.
+    drain();
+    m_clock.advanceTo(m_schedule.nextBurst(m_random));
+    wakeSessions();
 }
 
 void AuditTrafficGenerator::finishCarriedRequests() {

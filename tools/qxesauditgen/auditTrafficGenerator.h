@@ -3,7 +3,8 @@
 // concurrently open sessions interleave in the order a server writes them
 // (request opened, user and user class, usage, completion or failure; remote
 // requests; administration actions; portal publishing). Time stamps grow
-// through the files; rolled files are named after their first second.
+// through the files; rolled files are named after their first second. With
+// days to spread over, the traffic comes in bursts during working hours.
 //   AuditDirectoryWriter writer(options.outputDirectory);
 //   AuditTrafficGenerator generator(options, "UTC", "Time Zone: GMT + 0:00", writer);
 //   generator.run();
@@ -19,6 +20,7 @@
 #include "auditSupport.h"
 #include "fastRandom.h"
 #include "stampClock.h"
+#include "workdaySchedule.h"
 
 class AuditTrafficGenerator {
   public:
@@ -76,7 +78,13 @@ class AuditTrafficGenerator {
         std::string usageData;
     };
 
-    void writeFile(bool rolled, bool drainAtEnd);
+    // `last`: the final file of the run.
+    void writeFile(bool rolled, bool drainAtEnd, bool last);
+    // Gives every idle session a request.
+    void wakeSessions();
+    // Lets every open request end, then moves the clock to the next burst.
+    void pauseUntilNextBurst();
+    void drain();
     void writeStartLines();
     void tick();
     // Finishes the requests that began in an earlier file, so that no request
@@ -101,6 +109,7 @@ class AuditTrafficGenerator {
     std::string m_differenceFromGMT;
     AuditLineSink& m_sink;
     FastRandom m_random;
+    WorkdaySchedule m_schedule;
     StampClock m_clock;
     int64_t m_lastFileSecond;
     uint32_t m_generation = 0;

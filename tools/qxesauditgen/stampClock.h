@@ -15,6 +15,10 @@ class StampClock {
     explicit StampClock(int64_t startMilliseconds);
 
     void advance(uint32_t milliseconds) { m_milliseconds += milliseconds; }
+    // Moves on to `milliseconds`, never back.
+    void advanceTo(int64_t milliseconds) {
+        m_milliseconds = milliseconds > m_milliseconds ? milliseconds : m_milliseconds;
+    }
     // Moves to the start of the next whole second.
     void advanceToNextSecond();
     int64_t seconds() const { return floorDiv(m_milliseconds, 1000); }

@@ -91,12 +91,7 @@ std::string HtmlReportWriter::summary() const {
         card("Failure rate", ReportFormat::percent(totals.failures, totals.requests)) +
         card("Sessions", ReportFormat::count(totals.sessions)) +
         card("Users", ReportFormat::count(totals.users)) +
-        card("Server start-ups", ReportFormat::count(m_report.startups.size()));
-    if (!m_report.percentiles.empty()) {
-        html +=
-            card("Median duration", ReportFormat::duration(m_report.percentiles[0].milliseconds));
-    }
-    html += "</div>\n";
+        card("Server start-ups", ReportFormat::count(m_report.startups.size())) + "</div>\n";
     if (totals.requests > 0) {
         html += "<p>First request " + MarkupText::escape(totals.first) + ", last request " +
                 MarkupText::escape(totals.last) + ".</p>\n";
@@ -106,28 +101,31 @@ std::string HtmlReportWriter::summary() const {
 
 std::string HtmlReportWriter::activity() const {
     std::vector<SvgChart::Point> rates;
+    std::string table =
+        "<table class=\"days\">\n<tr><th>Day</th><th class=\"n\">Requests</th>"
+        "<th class=\"n\">Failures</th><th class=\"n\">Median duration</th></tr>\n";
     for (const UsageReport::Slot& day : m_report.days) {
         rates.push_back({day.label, ReportFormat::share(day.failures, day.requests)});
+        table += "<tr>" + Cell(day.label) + Cell(ReportFormat::count(day.requests), true) +
+                 Cell(ReportFormat::count(day.failures), true) +
+                 Cell(day.timed > 0 ? ReportFormat::duration(day.medianMilliseconds) : "-", true) +
+                 "</tr>\n";
     }
+    table += "</table>\n";
     return "<h2>Activity</h2>\n" +
            Figure(SvgChart("requests-per-day", "Requests per day", "", "failures")
                       .columns(Slots(m_report.days))) +
-           Figure(SvgChart("failure-rate", "Failure rate per day", "%").line(rates)) +
+           table + Figure(SvgChart("failure-rate", "Failure rate per day", "%").line(rates)) +
            Figure(SvgChart("requests-per-hour", "Requests per hour of the day", "", "failures")
                       .columns(Slots(m_report.hours)));
 }
 
 std::string HtmlReportWriter::durations() const {
     std::vector<SvgChart::Point> points;
-    std::string table = "<table>\n<tr><th>Percentile</th><th class=\"n\">Duration</th></tr>\n";
     for (const UsageReport::Percentile& percentile : m_report.percentiles) {
-        const std::string name =
-            percentile.rank == 100 ? "longest" : std::to_string(percentile.rank) + "th";
-        points.push_back({name, static_cast<double>(percentile.milliseconds)});
-        table += "<tr>" + Cell(name) + Cell(ReportFormat::duration(percentile.milliseconds), true) +
-                 "</tr>\n";
+        points.push_back(
+            {ReportFormat::rank(percentile.rank), static_cast<double>(percentile.milliseconds)});
     }
-    table += "</table>\n";
     std::string slowest =
         "<h3>Slowest requests</h3>\n<table>\n<tr><th>Started</th><th>User</th>"
         "<th>Session / request</th><th>Outcome</th><th class=\"n\">Duration</th></tr>\n";
@@ -141,7 +139,7 @@ std::string HtmlReportWriter::durations() const {
            ReportFormat::count(m_report.timedRequests) + ".</p>\n" +
            Figure(SvgChart("duration-percentiles", "Request duration percentiles", " ms")
                       .bars(points)) +
-           table + slowest;
+           slowest;
 }
 
 std::string HtmlReportWriter::people() const {

@@ -1,7 +1,7 @@
 // qxesauditreport: writes the usage report of an audit database, as a
 // self-contained HTML page with charts and as a plain-text summary.
 //   qxesauditreport -dbname audit.db -dbconnect 'LOCAL;SQ;' -dbuser a -dbpass b
-//       --since 2011-03-01 --output report.html --text -
+//       -since 2011-03-01 -output report.html -text -
 #include <cstdio>
 #include <ctime>
 #include <fstream>
@@ -11,6 +11,7 @@
 #include "cppWebException.h"
 #include "dataAccessLayer.h"
 #include "htmlReportWriter.h"
+#include "reportCredentials.h"
 #include "reportOptions.h"
 #include "reportQueries.h"
 #include "sqldbapi.h"
@@ -89,6 +90,9 @@ int main(int argc, char** argv) {
     if (options.version) {
         std::cout << kProgramName << " 1.0\n";
         return 0;
+    }
+    if (!ReportCredentials::readPasswordFile(options)) {
+        return 2;
     }
     try {
         return Run(options);

@@ -49,3 +49,7 @@ std::string ReportFormat::count(int64_t value) {
     }
     return digits;
 }
+
+std::string ReportFormat::rank(int rank) {
+    return rank == 100 ? "longest" : std::to_string(rank) + "th";
+}

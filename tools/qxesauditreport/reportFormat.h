@@ -20,4 +20,6 @@ class ReportFormat {
     static std::string period(const UsageReport& report);
     // A count with thousands separated: 1,234,567.
     static std::string count(int64_t value);
+    // A percentile's name: "50th" ... "99th", and "longest" for 100.
+    static std::string rank(int rank);
 };

@@ -19,21 +19,33 @@ int Field(const std::string& text, size_t at, size_t count) {
     return std::stoi(text.substr(at, count));
 }
 
+// The loader's spelling of an option name: lower case, one dash. The report's
+// first options had two ("--since"), and scripts that use them keep working.
+std::string LoaderSpelling(const std::string& option) {
+    std::string name = option.compare(0, 2, "--") == 0 ? option.substr(1) : option;
+    for (char& c : name) {
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    }
+    return name;
+}
+
 }  // namespace
 
 const char* ReportOptions::usage() {
     return "usage: qxesauditreport -dbname DATABASE -dbconnect 'LOCAL;TYPE;CONNECTION'\n"
-           "           -dbuser USER -dbpass PASSWORD [--since TIME] [--until TIME]\n"
-           "           [--output FILE.html] [--text FILE|-]\n"
+           "           -dbuser USER -dbpass PASSWORD|-passfile FILE [-since TIME]\n"
+           "           [-until TIME] [-output FILE.html] [-text FILE|-]\n"
            "       qxesauditreport --help | --version\n"
            "\n"
            "Writes a usage report of an audit database: one self-contained HTML page\n"
-           "with charts (--output) and a plain-text summary (--text, '-' for standard\n"
+           "with charts (-output) and a plain-text summary (-text, '-' for standard\n"
            "output). The connection options are the loader's: TYPE is SQ (SQLite) or\n"
            "PG (PostgreSQL, CONNECTION a libpq string whose first %s takes the user and\n"
-           "second the password). The period covers the requests that started from\n"
-           "--since (included) up to --until (excluded); TIME is YYYY-MM-DD or\n"
-           "'YYYY-MM-DD HH:MM:SS'. Exit status: 0 done, 1 failed, 2 bad command line.\n";
+           "second the password); -passfile reads the password from the first line of\n"
+           "a file readable by its owner only. The period covers the requests that\n"
+           "started from -since (included) up to -until (excluded); TIME is YYYY-MM-DD\n"
+           "or 'YYYY-MM-DD HH:MM:SS'. Option names take any case, and two dashes as\n"
+           "well as one. Exit status: 0 done, 1 failed, 2 bad command line.\n";
 }
 
 std::string ReportOptions::normalizeTime(const std::string& text) {
@@ -66,22 +78,22 @@ bool ReportOptions::parse(int argc, const char* const* argv, std::string& error)
     std::string connectText;
     const std::map<std::string, std::string*> valued = {
         {"-dbname", &dbName},     {"-dbconnect", &connectText}, {"-dbuser", &dbUser},
-        {"-dbpass", &dbPassword}, {"--since", &since},          {"--until", &until},
-        {"--output", &htmlFile},  {"--text", &textFile}};
+        {"-dbpass", &dbPassword}, {"-passfile", &passwordFile}, {"-since", &since},
+        {"-until", &until},       {"-output", &htmlFile},       {"-text", &textFile}};
     std::map<std::string, bool> seen;
     for (int i = 1; i < argc; ++i) {
-        const std::string option = argv[i];
-        if (option == "--help" || option == "-h") {
+        const std::string option = LoaderSpelling(argv[i]);
+        if (option == "-help" || option == "-h") {
             help = true;
             return true;
         }
-        if (option == "--version") {
+        if (option == "-version") {
             version = true;
             return true;
         }
         const auto target = valued.find(option);
         if (target == valued.end()) {
-            error = "unknown option '" + option + "'";
+            error = "unknown option '" + std::string(argv[i]) + "'";
             return false;
         }
         if (seen[option]) {
@@ -95,14 +107,18 @@ bool ReportOptions::parse(int argc, const char* const* argv, std::string& error)
         }
         *target->second = argv[++i];
     }
-    for (const char* required : {"-dbname", "-dbconnect", "-dbuser", "-dbpass"}) {
+    for (const char* required : {"-dbname", "-dbconnect", "-dbuser"}) {
         if (!seen[required]) {
             error = std::string("option ") + required + " is required";
             return false;
         }
     }
+    if (!seen["-dbpass"] && !seen["-passfile"]) {
+        error = "option -dbpass or -passfile is required";
+        return false;
+    }
     if (htmlFile.empty() && textFile.empty()) {
-        error = "nothing to write: give --output FILE.html, --text FILE, or both";
+        error = "nothing to write: give -output FILE.html, -text FILE, or both";
         return false;
     }
     // LOCAL;TYPE;CONNECTION, the connection text possibly empty.
@@ -125,7 +141,7 @@ bool ReportOptions::parse(int argc, const char* const* argv, std::string& error)
         }
     }
     if (!since.empty() && !until.empty() && since >= until) {
-        error = "--since must come before --until";
+        error = "-since must come before -until";
         return false;
     }
     return true;

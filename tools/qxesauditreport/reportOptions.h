@@ -1,5 +1,5 @@
-// The command line of the usage report: the loader's connection options, the
-// period, and where the page and the text summary go.
+// The command line of the usage report: the loader's connection options (its
+// password file too), the period, and where the page and the text summary go.
 //   ReportOptions options;
 //   std::string error;
 //   if (!options.parse(argc, argv, error)) { std::cerr << error; return 2; }
@@ -20,6 +20,7 @@ class ReportOptions {
     static std::string normalizeTime(const std::string& text);
 
     std::string dbName, dbType, dbConnect, dbUser, dbPassword;
+    std::string passwordFile;  // empty: the password is -dbpass
     std::string since, until;  // normalised; empty for an open end
     std::string htmlFile;      // empty: no page
     std::string textFile;      // "-" standard output; empty: no summary

@@ -32,6 +32,24 @@ std::string Text(const std::optional<std::string>& value, const char* absent = "
     return value ? *value : absent;
 }
 
+// A time with exactly three decimals, as audit time stamps have them:
+// PostgreSQL drops trailing zeros ("17:07:53.4"), SQLite returns what was stored.
+std::string Moment(const std::optional<std::string>& value) {
+    std::string text = Text(value);
+    if (text.size() < 19) {
+        return text;
+    }
+    std::string decimals = text.size() > 20 && text[19] == '.' ? text.substr(20, 3) : "";
+    decimals.resize(3, '0');
+    return text.substr(0, 19) + "." + decimals;
+}
+
+// Nearest rank: the smallest of the sorted values that at least rank percent reach.
+int64_t NearestRank(const std::vector<int64_t>& sorted, int rank) {
+    const size_t count = sorted.size();
+    return sorted[(rank * count + 99) / 100 - 1];
+}
+
 // The biggest counts first, ties by name.
 std::vector<UsageReport::Count> Top(const std::map<std::string, UsageReport::Count>& counts) {
     std::vector<UsageReport::Count> top;
@@ -49,6 +67,7 @@ std::vector<UsageReport::Count> Top(const std::map<std::string, UsageReport::Cou
 }  // namespace
 
 const std::vector<int> ReportQueries::kPercentileRanks = {50, 75, 90, 95, 99, 100};
+const char ReportQueries::kRemoteSources[] = "(remote sources)";
 
 ReportQueries::ReportQueries(SQLDB& db, std::string since, std::string until)
     : m_db(db), m_since(std::move(since)), m_until(std::move(until)) {}
@@ -144,9 +163,9 @@ void ReportQueries::readSlots(UsageReport& report) {
         report.totals.requests += requests;
         report.totals.failures += failures;
         if (report.totals.first.empty()) {
-            report.totals.first = Text(row.at(4));
+            report.totals.first = Moment(row.at(4));
         }
-        report.totals.last = Text(row.at(5));
+        report.totals.last = Moment(row.at(5));
     }
     // The start-time index holds the session key: no need to reach the rows.
     report.totals.sessions =
@@ -189,34 +208,49 @@ void ReportQueries::readDurations(UsageReport& report) {
     const std::string timed = std::string(" FROM ") + kFacts +
                               " f WHERE f.DURATION_MS IS NOT NULL AND f.REQUEST_TYPE IN (0, 1)" +
                               period("f.START_DATE_TIME");
+    // Sorted as a whole, so that each day's share comes sorted too.
     std::vector<int64_t> durations;
-    m_db.execute("SELECT f.DURATION_MS" + timed + " ORDER BY f.DURATION_MS", SQLDB::kQuery);
+    std::map<std::string, std::vector<int64_t>> daily;
+    m_db.execute("SELECT f.REQUEST_DAY, f.DURATION_MS" + timed + " ORDER BY f.DURATION_MS",
+                 SQLDB::kQuery);
     for (SqlDA* row = m_db.fetch(); row != nullptr; row = m_db.fetch()) {
-        durations.push_back(Number(row->row.at(0)));
+        durations.push_back(Number(row->row.at(1)));
+        daily[Text(row->row.at(0))].push_back(durations.back());
     }
     m_db.freeRequest();
-    const int64_t count = report.timedRequests = static_cast<int64_t>(durations.size());
-    for (int rank : count > 0 ? kPercentileRanks : std::vector<int>()) {
-        // Nearest rank: the smallest duration that at least rank percent reach.
-        report.percentiles.push_back({rank, durations[(rank * count + 99) / 100 - 1]});
+    report.timedRequests = static_cast<int64_t>(durations.size());
+    for (int rank : durations.empty() ? std::vector<int>() : kPercentileRanks) {
+        report.percentiles.push_back({rank, NearestRank(durations, rank)});
+    }
+    for (UsageReport::Slot& day : report.days) {
+        const auto found = daily.find(day.label);
+        if (found != daily.end()) {
+            day.timed = static_cast<int64_t>(found->second.size());
+            day.medianMilliseconds = NearestRank(found->second, 50);
+        }
     }
     for (const Row& row :
          rows("SELECT f.SESSION_ID, f.REQUEST_ID, f.START_DATE_TIME, f.USER_NAME, f.OUTCOME,"
               " f.DURATION_MS" +
               timed + " ORDER BY f.DURATION_MS DESC, f.SESSION_ID, f.REQUEST_ID LIMIT " +
               std::to_string(kTopCount))) {
-        report.slowest.push_back({Text(row.at(0)), Text(row.at(1)), Text(row.at(2)),
+        report.slowest.push_back({Text(row.at(0)), Text(row.at(1)), Moment(row.at(2)),
                                   Text(row.at(3), kNone), Text(row.at(4)), Number(row.at(5))});
     }
 }
 
 void ReportQueries::readUsage(UsageReport& report) {
     // Sources are recorded per session: a source counts the sessions that
-    // opened it and made a request in the period.
-    report.dataSources = counts(
-        "SELECT u.SOURCE_NAME, COUNT(DISTINCT u.SESSION_ID), 0 FROM QXES_USER_SOURCE u"
-        " WHERE EXISTS (SELECT 1 FROM QXES_REQUEST r WHERE r.SESSION_ID = u.SESSION_ID" +
-        period("r.START_DATE_TIME") + ") GROUP BY u.SOURCE_NAME");
+    // opened it and made a request in the period. The loader stores every
+    // file read for another server under the name "-", which says nothing.
+    const std::string source =
+        std::string("CASE WHEN u.SOURCE_NAME = '-' AND u.SOURCE_TYPE = 'REMOTE' THEN '") +
+        kRemoteSources + "' ELSE u.SOURCE_NAME END";
+    report.dataSources =
+        counts("SELECT " + source +
+               ", COUNT(DISTINCT u.SESSION_ID), 0 FROM QXES_USER_SOURCE u"
+               " WHERE EXISTS (SELECT 1 FROM QXES_REQUEST r WHERE r.SESSION_ID = u.SESSION_ID" +
+               period("r.START_DATE_TIME") + ") GROUP BY " + source);
 
     // Usage: the requests of the period that used each name.
     auto usage = [this](const char* table, const char* name, const char* code) {
@@ -237,6 +271,6 @@ void ReportQueries::readStartups(UsageReport& report) {
                                period("d.SERVER_START_DATE_TIME") +
                                " ORDER BY d.SERVER_START_DATE_TIME, d.MACHINE_NAME")) {
         report.startups.push_back(
-            {Text(row.at(0)), Text(row.at(1)), Text(row.at(3)), Number(row.at(2))});
+            {Moment(row.at(0)), Text(row.at(1)), Text(row.at(3)), Number(row.at(2))});
     }
 }

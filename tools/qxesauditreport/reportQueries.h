@@ -20,6 +20,8 @@ class ReportQueries {
     static constexpr int kTopCount = 10;
     // The percentiles of request durations, as ranks out of 100.
     static const std::vector<int> kPercentileRanks;
+    // What the data sources show for the files read on behalf of remote servers.
+    static const char kRemoteSources[];
 
     // `since` and `until` are "YYYY-MM-DD HH:MM:SS", or empty for an open end.
     ReportQueries(SQLDB& db, std::string since, std::string until);

@@ -60,9 +60,7 @@ std::string TextReportWriter::text() const {
     text += "\nDurations of " + ReportFormat::count(m_report.timedRequests) +
             " ended web and remote requests\n";
     for (const UsageReport::Percentile& percentile : m_report.percentiles) {
-        const std::string name =
-            percentile.rank == 100 ? "longest" : std::to_string(percentile.rank) + "th";
-        text += "  " + Pad(name, 10) +
+        text += "  " + Pad(ReportFormat::rank(percentile.rank), 10) +
                 Pad(ReportFormat::duration(percentile.milliseconds), 14, true) + "\n";
     }
     text += "\nSlowest requests\n";
@@ -72,10 +70,13 @@ std::string TextReportWriter::text() const {
                 Pad(request.outcome, 8) + "  " + request.sessionId + " / " + request.requestId +
                 "\n";
     }
-    text += "\nRequests per day\n";
+    text += "\nPer day       requests  failures  median duration\n";
     for (const UsageReport::Slot& day : m_report.days) {
-        text += "  " + day.label + Pad(ReportFormat::count(day.requests), 12, true) +
-                Pad(ReportFormat::percent(day.failures, day.requests), 10, true) + " failed\n";
+        text +=
+            "  " + day.label + Pad(ReportFormat::count(day.requests), 10, true) +
+            Pad(ReportFormat::count(day.failures), 10, true) +
+            Pad(day.timed > 0 ? ReportFormat::duration(day.medianMilliseconds) : "-", 17, true) +
+            "\n";
     }
     text += list("Top users (requests)", m_report.topUsers, true);
     text += list("Top user classes (requests)", m_report.userClasses, true);

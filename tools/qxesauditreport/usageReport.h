@@ -1,6 +1,7 @@
 // The figures of one usage report, as read from the audit database and before
 // any rendering: counts per day, hour and name, duration percentiles, the
-// slowest requests and the server start-ups of the period.
+// slowest requests and the server start-ups of the period. Times read
+// "YYYY-MM-DD HH:MM:SS.mmm" whatever the backend.
 //   UsageReport report = ReportQueries(db, period).read();
 //   report.totals.requests;           // every request that started in the period
 //   report.topUsers.front().name;     // the busiest user
@@ -22,6 +23,9 @@ struct UsageReport {
         std::string label;  // "2011-03-04", or "17" for an hour
         int64_t requests = 0;
         int64_t failures = 0;
+        // Days only: the ended web and remote requests and their median duration.
+        int64_t timed = 0;
+        int64_t medianMilliseconds = 0;
     };
     struct Percentile {
         int rank = 0;  // 50 for the median; 100 for the longest
