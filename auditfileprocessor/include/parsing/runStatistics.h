@@ -11,11 +11,13 @@
 
 // What became of one audit file in this run.
 enum class FileOutcome {
-    kLoaded,    // read to its end and set aside as loaded
-    kSetAside,  // set aside without loading: not an audit file, bad version line
-    kSkipped,   // left for a later run without being read: unreadable, not claimable
-    kStopped,   // loading stopped on an error; the file keeps its resume point
-    kPutBack,   // interrupted by a signal, or still growing: put back to continue later
+    kLoaded,        // read to its end and set aside as loaded
+    kSetAside,      // set aside without loading: not an audit file, bad version line
+    kSkipped,       // left for a later run without being read: unreadable, not claimable
+    kStopped,       // loading stopped on an error; the file keeps its resume point
+    kPutBack,       // interrupted by a signal: put back to continue later
+    kStillWritten,  // changed within the settle time: loaded so far, put back to continue later
+    kWaiting,       // not taken: an earlier file of its directory could not be read
 };
 
 // "loaded", "set aside", "skipped", "stopped", "put back".

@@ -12,6 +12,10 @@ const char* FileOutcomeText(FileOutcome outcome) {
             return "stopped";
         case FileOutcome::kPutBack:
             return "put back";
+        case FileOutcome::kStillWritten:
+            return "still written";
+        case FileOutcome::kWaiting:
+            return "waiting";
     }
     return "unknown";
 }
