@@ -136,11 +136,19 @@ bool AuditFileLoad::ReadHead(Pass& pass) {
         m_parser.fileDisposable = false;
         return false;
     }
-    m_identity = LoadProgress::IdentityOf(m_path, header + "\n" + m_raw + "\n");
+    std::string head;
+    if (!m_reader.ReadPrefix(LoadProgress::kDigestBytes, head)) {
+        messenger.DisplayMessage(25, m_path);
+        m_parser.fileDisposable = false;
+        pass = Pass::kPutBack;
+        return false;
+    }
+    m_identity = m_parser.m_progress.IdentityOf(m_path, head, header + "\n" + m_raw + "\n");
     return true;
 }
 
 bool AuditFileLoad::FindResumePoint() {
+    m_committedUsage.reset();
     m_txStartLine = 0;
     m_lastHandled = 0;
     m_nextLineOffset = m_reader.Offset();
@@ -163,6 +171,9 @@ bool AuditFileLoad::FindResumePoint() {
         }
         if (marked && !mark.loaded && size >= mark.offset) {
             m_resume = mark.lastLine + 1;
+            // The lines replayed before the resume point must not change
+            // what was committed with it: it is put back once they are read.
+            m_committedUsage = m_parser.m_waitingUsage;
         }
     }
     m_parser.resumeReached = m_resume == 0;
@@ -174,7 +185,7 @@ LineOutcome AuditFileLoad::LoadLines() {
         // Line m_resume is the first one not committed: it and every line
         // after it are written, each exactly once.
         if (!m_parser.resumeReached && m_parser.lineNumber >= m_resume) {
-            m_parser.resumeReached = true;
+            ReachResumePoint();
         }
         if (m_atEnd || StopRequest::Requested()) {
             return LineOutcome::Taken(0);
@@ -197,6 +208,14 @@ LineOutcome AuditFileLoad::LoadLines() {
         if (AtBatchEnd() && m_db->isTransactionOpen()) {
             CommitBatch();
         }
+    }
+}
+
+void AuditFileLoad::ReachResumePoint() {
+    m_parser.resumeReached = true;
+    if (m_committedUsage) {
+        m_parser.m_waitingUsage = std::move(*m_committedUsage);
+        m_committedUsage.reset();
     }
 }
 
@@ -244,6 +263,10 @@ bool AuditFileLoad::AtBatchEnd() const {
 }
 
 AuditFileLoad::Pass AuditFileLoad::FinishLines() {
+    // A file that ends, or fails, before its resume point keeps what was committed.
+    if (!m_parser.resumeReached) {
+        ReachResumePoint();
+    }
     Messenger& messenger = Messenger::Get();
     const bool progressKept = m_parser.m_progress.IsAvailable();
     if (!m_atEnd && !m_readFailed) {

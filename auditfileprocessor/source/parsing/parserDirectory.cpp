@@ -41,7 +41,7 @@ void Parser::ParseDir() {
         throw CPPWebException(text + directory, 1,
                               {"parser", 103, "Parser::ParseDir", "KRL_THROW"});
     }
-    m_progress.Prepare(db);
+    m_progress.Prepare(db, directory);
     if (m_progress.IsAvailable()) {
         // Progress and rows now vanish together: only a file's last commit
         // needs to wait for the disk.
