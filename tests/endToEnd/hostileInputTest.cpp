@@ -261,10 +261,8 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
         }
         if (file.flags & kFresh) {
             staying.push_back(name);
-        } else {
-            std::filesystem::last_write_time(
-                hostile + "/" + name,
-                std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+            std::filesystem::last_write_time(hostile + "/" + name,
+                                             std::filesystem::file_time_type::clock::now());
         }
         for (const std::string& message : file.messages) {
             dueMessages[name].insert(message);

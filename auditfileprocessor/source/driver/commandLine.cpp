@@ -14,7 +14,7 @@ const int kMinimumArgumentCount = 6;
 const char kDetailed[] = "detailed";
 // Bounds that keep a mistyped value from stalling a scheduled run for days.
 const unsigned long kMaxConnectRetries = 100;
-const unsigned long kMaxLockWaitSeconds = 86400;
+const unsigned long kMaxWaitSeconds = 86400;
 
 void Refuse(int message) {
     Messenger::Get().DisplayMessage(message);
@@ -138,8 +138,8 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
         } else if (option == "-metrics") {
             target = &added.metricsFile;
         }
-        const bool checked =
-            option == "-exitstatus" || option == "-retries" || option == "-lockwait";
+        const bool checked = option == "-exitstatus" || option == "-retries" ||
+                             option == "-lockwait" || option == "-settle";
         if (target != nullptr) {
             if (!GetArgumentValue(argv, argc, ++index, *target)) {
                 return false;
@@ -155,10 +155,11 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
                     return false;
                 }
                 added.detailedExitStatus = true;
-            } else if (!ReadCount(
-                           option, value,
-                           option == "-retries" ? kMaxConnectRetries : kMaxLockWaitSeconds,
-                           option == "-retries" ? added.connectRetries : added.lockWaitSeconds)) {
+            } else if (!ReadCount(option, value,
+                                  option == "-retries" ? kMaxConnectRetries : kMaxWaitSeconds,
+                                  option == "-retries"    ? added.connectRetries
+                                  : option == "-lockwait" ? added.lockWaitSeconds
+                                                          : added.settleSeconds)) {
                 return false;
             }
         } else if (option == "-nbrows" || option == "-exitonerror") {
@@ -237,5 +238,6 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
     options->metricsFile = added.metricsFile;
     options->connectRetries = added.connectRetries;
     options->lockWaitSeconds = added.lockWaitSeconds;
+    options->settleSeconds = added.settleSeconds;
     return true;
 }

@@ -29,19 +29,15 @@ std::string HeaderText() {
     return header;
 }
 
-// A file that grew after its end was read, or whose last line was cut off a
-// moment ago, is still in the hands of its writer.
-bool StillBeingWritten(const AuditLineReader& reader, AuditLineReader::Status lastStatus) {
+// A file that grew after its end was read, or that was written to within the
+// settle time, may still be in the hands of its writer.
+bool StillBeingWritten(const AuditLineReader& reader, int settleSeconds) {
     uint64_t size = 0;
     if (reader.CurrentSize(size) && size > reader.Offset()) {
         return true;
     }
-    if (lastStatus != AuditLineReader::Status::kUnterminatedLine) {
-        return false;
-    }
-    constexpr std::time_t kWritingSeconds = 60;
     std::time_t modified = 0;
-    return reader.LastModified(modified) && std::time(nullptr) - modified < kWritingSeconds;
+    return reader.LastModified(modified) && std::time(nullptr) - modified < settleSeconds;
 }
 
 bool EndsPass(AuditLineReader::Status status) {
@@ -287,13 +283,14 @@ AuditFileLoad::Pass AuditFileLoad::FinishLines() {
     if (m_db->isTransactionOpen()) {
         CommitBatch();
     }
-    if (!m_readFailed && StillBeingWritten(m_reader, m_status)) {
-        // Its writer still appends to it: continue from here next time.
+    if (!m_readFailed && StillBeingWritten(m_reader, m_parser.options.settleSeconds)) {
+        // Loaded as far as it goes; the next run continues from here, and
+        // sets it aside once it has stayed unchanged for the settle time.
         if (!progressKept) {
             m_parser.AddLineToAuditFilename(m_path, m_lastHandled + 1);
         }
         messenger.DisplayMessage(50, m_path, std::to_string(m_lastHandled));
-        Statistics().outcome = FileOutcome::kPutBack;
+        Statistics().outcome = FileOutcome::kStillWritten;
         return Pass::kPutBack;
     }
     MarkFileLoaded();
