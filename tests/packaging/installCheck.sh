@@ -51,6 +51,9 @@ in_root getent passwd qxesaudit | grep -q ":$state:/usr/sbin/nologin\$" || fail 
 modes $state $logs $config/dbpass | diff -u - <(printf '%s\n' "$state 750 qxesaudit qxesaudit" \
     "$logs 750 qxesaudit qxesaudit" "$config/dbpass 600 root root") || fail "directories or password file"
 [ "$(in_root systemctl is-enabled $timer)" = disabled ] || fail "the timer was enabled on installation"
+for file in changelog.Debian.gz changelog.gz copyright README.md.gz examples/loader.env; do
+    [ -f "$root/usr/share/doc/qxesauditfileprocessor/$file" ] || fail "no $file in /usr/share/doc"
+done
 
 # --- The programs, as the service runs them ----------------------------------------
 in_root qxesauditfileprocessor >"$scratch/usage.out" 2>&1
