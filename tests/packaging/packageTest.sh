@@ -17,7 +17,7 @@ fail() { echo "FAIL: $*" >&2 && failures=$((failures + 1)); }
 # --- Build: the tracked and new files of the work tree, nothing built --------
 mkdir "$scratch/src"
 (cd "$source_dir" && git ls-files -z --cached --others --exclude-standard |
-    while IFS= read -r -d '' file; do [ -e "$file" ] && printf '%s\0' "$file"; done |
+    while IFS= read -r -d '' file; do if [ -e "$file" ]; then printf '%s\0' "$file"; fi; done |
     tar --null -T - -cf -) | tar -C "$scratch/src" -xf -
 [ -x "$scratch/src/debian/rules" ] || { echo "FAIL: cannot copy the source tree (git ls-files)" >&2 && exit 1; }
 (cd "$scratch/src" && DEB_BUILD_OPTIONS=parallel=2 dpkg-buildpackage -us -uc -b) >"$scratch/build.log" 2>&1 ||
