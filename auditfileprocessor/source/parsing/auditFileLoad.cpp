@@ -289,7 +289,9 @@ AuditFileLoad::Pass AuditFileLoad::FinishLines() {
         if (!progressKept) {
             m_parser.AddLineToAuditFilename(m_path, m_lastHandled + 1);
         }
-        messenger.DisplayMessage(50, m_path, std::to_string(m_lastHandled));
+        messenger.DisplayMessageWithInserts(
+            50, {m_path, std::to_string(m_lastHandled),
+                 std::to_string(m_parser.options.settleSeconds)});
         Statistics().outcome = FileOutcome::kStillWritten;
         return Pass::kPutBack;
     }
