@@ -108,7 +108,6 @@ std::vector<HostileCase> HostileCases() {
     const std::string general = Record(Line("G", "QXES", "FGN", "0", "0", "1"));
     const std::string forgedRequest =
         InfoLine("forged", "QXRQ", "REQINFO", "Forged,cube,\"/x\",,0");
-    const char* const kAssertion = "does not have the form its record needs";
     const char* const kSource = "Sales,cube,\"/x\",,0";
     const std::string split = Request("H21");
     const size_t cut = split.rfind('\n', split.find("\t\tQXUD\t\t")) + 1;
@@ -155,18 +154,23 @@ std::vector<HostileCase> HostileCases() {
           Bad(InfoLine("H13", "QXRQ", "REQINFO", kSource, "2011-02-30:25:61:61.000"),
               "not a real date and time")}},
         // Unknown component and formats, a REQINFO of six parts (a comma in the cube name).
+        // Each cause says in plain words what is wrong, the assertion after it.
         {"assertions",
          {Good(InfoLine("H16", "QXRQ", "REQINFO", kSource)),
-          Bad(InfoLine("H15", "QXZZ", "REQINFO", kSource), kAssertion),
-          Bad(Record(Line("E", "QXZZ", "REQFAILE", "H15", "1", "failed")), kAssertion),
-          Bad(InfoLine("H16", "QXRQ", "REQLOST", "x"), kAssertion),
-          Bad(InfoLine("H16", "QXPB", "TRVZ", "x"), kAssertion),
-          Bad(Usage("QXUZ", "D1;L1;M1", "H16", "1"), kAssertion),
-          Bad(InfoLine("H17", "QXRQ", "REQINFO", "Sal,es,cube,\"/x\",,0"), kAssertion)}},
+          Bad(InfoLine("H15", "QXZZ", "REQINFO", kSource),
+              "unknown component \"QXZZ\" in field 7 of an information record [KRL_ASSERT"),
+          Bad(Record(Line("E", "QXZZ", "REQFAILE", "H15", "1", "failed")),
+              "unknown component \"QXZZ\" in field 7 of an error record"),
+          Bad(InfoLine("H16", "QXRQ", "REQLOST", "x"), "unknown format \"REQLOST\" in field 8"),
+          Bad(InfoLine("H16", "QXPB", "TRVZ", "x"), "unknown format \"TRVZ\" in field 8"),
+          Bad(Usage("QXUZ", "D1;L1;M1", "H16", "1"), "unknown format \"QXUZ\" in field 8"),
+          Bad(InfoLine("H17", "QXRQ", "REQINFO", "Sal,es,cube,\"/x\",,0"),
+              "REQINFO message has 6 parts, expected 5")}},
         {"counts",
          {Good(Usage("QXUC", "D1,Measures;D1L1;M1", "H18", "1") +
                Usage("QXUH", "Products,Measures;Product Line;Revenue", "H18", "1")),
-          Bad(Usage("QXUD", "5,1,9;7;42,43", "H18", "1"), kAssertion),
+          Bad(Usage("QXUD", "5,1,9;7;42,43", "H18", "1"),
+              "usage counts for 2 dimensions but codes for 1"),
           Bad(Usage("QXUD", "5,1;7;42", "H18", "2"), "no usage codes and names")}},
         // A counts line with a row the database refuses and a count that is
         // not a number leaves nothing behind for the clean one after it in its batch.
