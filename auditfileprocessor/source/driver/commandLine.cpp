@@ -1,12 +1,15 @@
 #include "commandLine.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "fileTools.h"
 #include "messenger.h"
 #include "passwordFile.h"
+#include "passwordMask.h"
 
 namespace {
 
@@ -74,6 +77,20 @@ bool DetailedExitStatusRequested(int argc, char** argv) {
         }
     }
     return false;
+}
+
+void HidePasswordArguments(int argc, char** argv) {
+    for (int index = 1; index + 1 < argc; ++index) {
+        const std::string option = stringToLower(argv[index]);
+        char* value = argv[index + 1];
+        if (option == "-dbpass") {
+            std::fill(value, value + std::strlen(value), 'x');
+        } else if (option == "-dbconnect") {
+            for (const auto& [offset, length] : PasswordMask::Find(value)) {
+                std::fill(value + offset, value + offset + length, 'x');
+            }
+        }
+    }
 }
 
 std::string stringToLower(const std::string& text) {
