@@ -41,8 +41,8 @@ std::string Refusal(const struct stat& status, NoFollowFile::Readers readers) {
     return "";
 }
 
-// Why an open failed: a link or a fifo where the file should be, or the
-// system's reason.
+// Why an open failed: a fifo or a socket where the file should be, or the
+// system's reason (for a link, that of O_NOFOLLOW).
 std::string OpenFailure(const std::string& path, int error, bool& isLink) {
     struct stat status;
     if (::lstat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode) || S_ISCHR(status.st_mode) ||
@@ -50,7 +50,7 @@ std::string OpenFailure(const std::string& path, int error, bool& isLink) {
         return std::strerror(error);
     }
     isLink = S_ISLNK(status.st_mode);
-    return isLink ? "it is a symbolic link" : "it is not a regular file";
+    return isLink ? std::strerror(error) : "it is not a regular file";
 }
 
 }  // namespace

@@ -4,9 +4,10 @@
 
 namespace {
 
+// A tab ends no line, and audit lines shown in messages are tab-separated.
 bool IsControl(char c) {
     const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7f;
+    return (byte < 0x20 && c != '\t') || byte == 0x7f;
 }
 
 }  // namespace
@@ -29,9 +30,6 @@ std::string OneLine::Escaped(const std::string& text) {
                 break;
             case '\r':
                 escaped += "\\r";
-                break;
-            case '\t':
-                escaped += "\\t";
                 break;
             default:
                 if (IsControl(c)) {
