@@ -54,6 +54,14 @@ bool ReadCount(const std::string& option, const std::string& text, unsigned long
     return true;
 }
 
+// Where the connection text begins in a -dbconnect value: after "LOCAL;xx;".
+size_t ConnectionTextStart(const std::string& value) {
+    const size_t local = value.find("LOCAL");
+    const size_t first = local == std::string::npos ? local : value.find(';', local);
+    const size_t second = first == std::string::npos ? first : value.find(';', first + 1);
+    return second == std::string::npos ? 0 : second + 1;
+}
+
 }  // namespace
 
 InformationRequest RequestedInformation(int argc, char** argv) {
@@ -86,8 +94,9 @@ void HidePasswordArguments(int argc, char** argv) {
         if (option == "-dbpass") {
             std::fill(value, value + std::strlen(value), 'x');
         } else if (option == "-dbconnect") {
-            for (const auto& [offset, length] : PasswordMask::Find(value)) {
-                std::fill(value + offset, value + offset + length, 'x');
+            char* text = value + ConnectionTextStart(value);
+            for (const auto& [offset, length] : PasswordMask::Find(text)) {
+                std::fill(text + offset, text + offset + length, 'x');
             }
         }
     }
