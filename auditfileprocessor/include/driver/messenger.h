@@ -39,6 +39,8 @@ class Messenger {
     static std::string m_sRefusedErrorLogFileName;
     // A write to the open error log failed and was reported; reset by a new open.
     static bool m_errorLogWriteFailed;
+    // A write to standard output failed and was reported.
+    static bool m_standardOutputFailed;
 
   private:
     Messenger() = default;

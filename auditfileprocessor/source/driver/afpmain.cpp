@@ -1,9 +1,9 @@
 // The life of one run: find the program directory, set up the locale and the
 // message catalogue, read the command line, check the outputs, then connect
-// and load every audit file. Every failure ends in one outer handler that shows one message. A run
-// that connected ends with its summary message; the run reports are written
-// last. The exit status is 0 unless "-exitstatus detailed" asks for one that
-// tells how the run went.
+// and load every audit file. Every failure ends in one outer handler that
+// shows one message. A run that connected ends with its summary message; the
+// run reports are written last. The exit status is 0 unless "-exitstatus
+// detailed" asks for one that tells how the run went.
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -227,18 +227,16 @@ int FinishRun(int argc, char** argv, const AFPOptions& options, RunOutcome& outc
     }
     // Existing schedules rely on 0 whatever happened; the detailed status is asked for.
     const bool detailed = options.detailedExitStatus || DetailedExitStatusRequested(argc, argv);
-    const auto statusNow = [&outcome] {
-        outcome.failedOutputs = FailedOutputs::List();
-        return ExitStatus::Of(outcome);
-    };
-    int status = statusNow();
+    outcome.failedOutputs = FailedOutputs::List();
+    const int status = ExitStatus::Of(outcome);
     WriteRunReport(options.reportFile, kRunReport,
                    RunReport(outcome, kVersion, status, detailed ? status : 0).Json());
-    status = statusNow();
     WriteRunReport(options.metricsFile, kMetricsFile,
                    MetricsReport(outcome, kVersion, status).Text());
-    status = statusNow();
-    return detailed ? status : 0;
+    // Both reports tell the same status; only the exit status also counts a
+    // report that could not be written.
+    outcome.failedOutputs = FailedOutputs::List();
+    return detailed ? ExitStatus::Of(outcome) : 0;
 }
 
 }  // namespace

@@ -1,7 +1,5 @@
 #include "messenger.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -17,6 +15,7 @@ std::string Messenger::m_sAuditLogFileName;
 bool Messenger::m_isParsingNewLog = false;
 std::string Messenger::m_sRefusedErrorLogFileName;
 bool Messenger::m_errorLogWriteFailed = false;
+bool Messenger::m_standardOutputFailed = false;
 
 namespace {
 
@@ -138,10 +137,9 @@ void Messenger::Emit(const std::string& text) {
         WriteToErrorLog(text);
         return;
     }
-    static bool s_outputFailed = false;
     int error = 0;
-    if (!WriteOut(stdout, text + "\n", error) && !s_outputFailed) {
-        s_outputFailed = true;
+    if (!WriteOut(stdout, text + "\n", error) && !m_standardOutputFailed) {
+        m_standardOutputFailed = true;
         FailedOutputs::Record(kStandardOutput, "");
         ReportOnStandardError(Compose(69, {std::strerror(error)}));
     }

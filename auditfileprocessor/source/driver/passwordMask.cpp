@@ -77,10 +77,11 @@ void FindInUri(const std::string& text, PasswordMask::Spans& spans) {
                 Add(spans, text, colon + 1, at);
             }
         }
+        const std::string key = std::string(kPassword) + "=";
         for (size_t parameter = text.find_first_of("?&", authority); parameter != std::string::npos;
              parameter = text.find('&', parameter + 1)) {
-            if (text.compare(parameter + 1, 9, std::string(kPassword) + "=") == 0) {
-                Add(spans, text, parameter + 10,
+            if (text.compare(parameter + 1, key.size(), key) == 0) {
+                Add(spans, text, parameter + 1 + key.size(),
                     std::min(text.find('&', parameter + 1), text.size()));
             }
         }
