@@ -342,16 +342,8 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
     namespace fs = std::filesystem;
     const std::string databaseDir = fs::path(database.dbName()).parent_path();
     ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", databaseDir}).exitStatus, 0);
-    // A copy of the program and its catalogue that nobody may run: the build
-    // tree may lie below a directory private to root.
     ScratchDirectory scratch;
-    const std::string catalogue = "share/qxesauditfileprocessor/en-us/afpmsg.cat";
-    fs::create_directories(fs::path(scratch / catalogue).parent_path());
-    fs::create_directories(scratch / "bin");
-    fs::copy_file(fs::path(AFP_PROGRAM).parent_path().parent_path() / catalogue,
-                  scratch / catalogue);
-    fs::copy_file(AFP_PROGRAM, scratch / "bin/qxesauditfileprocessor");
-    ASSERT_EQ(RunProcess({"chmod", "-R", "a+rX", scratch.path()}).exitStatus, 0);
+    const std::string program = ProgramCopyForAnyone(scratch.path());
     const std::string content = AuditFile({Request("P1")});
     const std::string target = scratch / "qxes_audit_target.log";  // outside every audit directory
     WriteFile(target, content);
@@ -389,9 +381,8 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
             ASSERT_EQ(::chown(directory.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
         }
         std::vector<std::string> command = LoaderCommand(database, directory, 3);
-        command.front() = scratch / "bin/qxesauditfileprocessor";
-        command.insert(command.begin(), {"timeout", "60", "setpriv", "--reuid=nobody",
-                                         "--regid=nogroup", "--clear-groups"});
+        command.front() = program;
+        command.insert(command.begin(), kAsNobody.begin(), kAsNobody.end());
         const ProcessResult run = RunProcess(command);
         EXPECT_EQ(run.exitStatus, 0) << entry.name << run.err;  // 124: it waited on the fifo
         const std::string message = std::regex_replace(entry.message, std::regex("%s"), path);

@@ -1,12 +1,15 @@
 #include "commandLine.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "fileTools.h"
 #include "messenger.h"
 #include "passwordFile.h"
+#include "passwordMask.h"
 
 namespace {
 
@@ -51,6 +54,14 @@ bool ReadCount(const std::string& option, const std::string& text, unsigned long
     return true;
 }
 
+// Where the connection text begins in a -dbconnect value: after "LOCAL;xx;".
+size_t ConnectionTextStart(const std::string& value) {
+    const size_t local = value.find("LOCAL");
+    const size_t first = local == std::string::npos ? local : value.find(';', local);
+    const size_t second = first == std::string::npos ? first : value.find(';', first + 1);
+    return second == std::string::npos ? 0 : second + 1;
+}
+
 }  // namespace
 
 InformationRequest RequestedInformation(int argc, char** argv) {
@@ -74,6 +85,21 @@ bool DetailedExitStatusRequested(int argc, char** argv) {
         }
     }
     return false;
+}
+
+void HidePasswordArguments(int argc, char** argv) {
+    for (int index = 1; index + 1 < argc; ++index) {
+        const std::string option = stringToLower(argv[index]);
+        char* value = argv[index + 1];
+        if (option == "-dbpass") {
+            std::fill(value, value + std::strlen(value), 'x');
+        } else if (option == "-dbconnect") {
+            char* text = value + ConnectionTextStart(value);
+            for (const auto& [offset, length] : PasswordMask::Find(text)) {
+                std::fill(text + offset, text + offset + length, 'x');
+            }
+        }
+    }
 }
 
 std::string stringToLower(const std::string& text) {
