@@ -193,7 +193,7 @@ LineOutcome AuditFileLoad::LoadLines() {
             m_batchRows = 0;
         }
         const uint64_t afterLine = m_reader.Offset();
-        const LineOutcome outcome = LoadLineInHand();
+        LineOutcome outcome = LoadLineInHand();
         if (outcome.kind() == LineOutcome::Kind::kStopsFile) {
             return outcome;
         }
