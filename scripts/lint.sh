@@ -34,6 +34,12 @@ if [ ${#units[@]} -eq 0 ]; then
     echo "lint: $database compiles nothing of $root" >&2
     exit 2
 fi
+# clang-tidy reports a configuration it cannot read and then checks nothing.
+if clang-tidy --dump-config 2>&1 >/dev/null | grep -q .; then
+    echo "lint: .clang-tidy cannot be read:" >&2
+    clang-tidy --dump-config 2>&1 >/dev/null | head -5 >&2
+    exit 1
+fi
 echo "lint: clang-tidy over ${#units[@]} translation units"
 # The flags are GCC's: an option clang does not know is no finding of ours.
 if ! printf '%s\0' "${units[@]}" |
