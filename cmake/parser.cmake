@@ -5,6 +5,7 @@ add_library(afp_parser STATIC
     auditfileprocessor/source/parsing/auditLineCheck.cpp
     auditfileprocessor/source/parsing/parser.cpp
     auditfileprocessor/source/parsing/parserDirectory.cpp
+    auditfileprocessor/source/parsing/parserCheck.cpp
     auditfileprocessor/source/parsing/parserDispatch.cpp
     auditfileprocessor/source/parsing/parserFile.cpp
     auditfileprocessor/source/parsing/parserLine.cpp

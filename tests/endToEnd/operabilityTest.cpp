@@ -185,6 +185,48 @@ TEST_F(Operability, DetailedExitStatusTellsHowTheRunEndedAndTheDefaultStaysZero)
     }
 }
 
+// "-check" says where a run would begin to load each file and what is wrong
+// with the set-up, with the detailed exit status, and changes nothing.
+TEST_F(Operability, CheckModeTellsWhatARunWouldDoAndChangesNothing) {
+    WriteFile(m_audit + "/qxes_audit_a.log", AuditFile({Startup("h1")}));
+    WriteFile(m_audit + "/qxes_audit_b.5.log", AuditFile({Startup("h2"), Startup("h3")}));
+    const struct {
+        const char* name;
+        Arguments extra;
+        int status;
+        std::vector<std::string> messages;  // in this order
+    } cases[] = {
+        {"good",
+         {"-df", m_dir / "dump.sql", "-errorlog", m_dir / "errors.log"},
+         0,
+         {"AFP-0076: Check: the audit file " + m_audit +
+              "/qxes_audit_a.log would be loaded from its first line.",
+          "qxes_audit_b.5.log would be loaded from line 5 on, the number in its name.",
+          "AFP-0078: Check finished: problems found: 0; audit files a run would load: 2."}},
+        {"no directory", {"-auditlocation", m_dir / "none"}, 66, {"AFP-0077: ", "does not exist"}},
+        {"report path",
+         {"-report", m_dir / "none/run.json"},
+         73,
+         {"AFP-0077: Check: run report " + m_dir / "none/run.json", "problems found: 1;"}},
+        {"database", {"-dbname", m_dir / "missing.db"}, 69, {"AFP-0068: "}},
+    };
+    for (const auto& c : cases) {
+        Arguments command = Loader(c.extra);
+        command.push_back("-check");
+        const ProcessResult run = RunProcess(command);
+        EXPECT_EQ(run.exitStatus, c.status) << c.name << "\n" << run.out;
+        size_t at = 0;
+        for (const std::string& message : c.messages) {
+            at = run.out.find(message, at);
+            EXPECT_NE(at, std::string::npos) << c.name << ": " << message << "\n" << run.out;
+        }
+    }
+    EXPECT_EQ(NamesIn(m_audit),
+              (std::vector<std::string>{"qxes_audit_a.log", "qxes_audit_b.5.log"}));
+    EXPECT_EQ(NamesIn(m_dir.path()), (std::vector<std::string>{"audit", "db.pass"}));
+    EXPECT_EQ(m_database.countRows("QXES_DISPATCHER"), 0);
+}
+
 TEST(Program, UsageHelpAndVersionAnswerOnStandardOutputUnderAnyLocale) {
     // Too few arguments: the usage, one line per option, between the two refusals.
     const std::string usage = "AFP-0039: Usage: qxesauditfileprocessor ";

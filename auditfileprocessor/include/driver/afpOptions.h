@@ -61,4 +61,6 @@ class AFPOptions {
     // A file written to less than this many seconds before its load ended
     // may still be in its writer's hands: it is put back, not set aside ("-settle").
     int settleSeconds = 60;
+    // "-check": check the set-up and list what a run would load; change nothing.
+    bool checkOnly = false;
 };

@@ -30,4 +30,8 @@ class NoFollowFile {
     // The same as a stream; NULL on failure.
     static FILE* Open(const std::string& path, Mode mode, Readers readers, std::string& reason,
                       bool& isLink);
+    // Whether Open would take the path, without creating or changing
+    // anything: an existing file as Open checks it, otherwise a directory
+    // where this user may create it. False with `reason` when not.
+    static bool CheckUsable(const std::string& path, Readers readers, std::string& reason);
 };

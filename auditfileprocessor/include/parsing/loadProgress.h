@@ -55,6 +55,9 @@ class LoadProgress {
     // the run then goes on as without bookkeeping.
     void Prepare(SQLDB* db, const std::string& auditDirectory);
     bool IsAvailable() const { return m_available; }
+    // Whether the bookkeeping tables can be used as they are, creating
+    // nothing; `reason` says why not.
+    bool Check(SQLDB* db, const std::string& auditDirectory, std::string& reason);
 
     // `head`: the file's first kDigestBytes bytes, or all of it when shorter.
     FileIdentity IdentityOf(const std::string& path, const std::string& head,

@@ -42,6 +42,20 @@ class Parser {
     bool IsFileAvailableForWriting(const char* path) const;
     void Parse(const std::string& path);
 
+    // What a check of the set-up found ("-check"); nothing was changed.
+    struct SetUpCheck {
+        bool directoryUsable = true;
+        unsigned problems = 0;
+        unsigned filesToLoad = 0;
+    };
+    // Checks the audit directory and the bookkeeping, and says where a run
+    // would begin to load each audit file; claims, renames and writes nothing.
+    SetUpCheck CheckDir();
+    // The names of the audit files in `directory` that a run takes, in the
+    // order it takes them (not the live file, nor other kinds of entries).
+    static std::vector<std::string> AuditFileNames(const std::string& directory);
+    static bool IsAuditFileName(const std::string& name);
+
     // Dispatch of one split line.
     void ChangeLineState(std::vector<std::string>& fields);
     bool ParseLine(std::vector<std::string>& fields);

@@ -41,6 +41,8 @@ struct RunOutcome {
     bool failed = false;             // an exception ended the run
     bool unexpectedFailure = false;  // ... of a kind outside the known families
     bool auditDirectoryMissing = false;
+    // "-check": nothing was loaded; the exit status is always the detailed one.
+    bool checkOnly = false;
     // The outputs that could not be written, as FailedOutputs names them.
     std::vector<std::string> failedOutputs;
     RunStatistics statistics;

@@ -184,6 +184,10 @@ bool ReadCheckedOption(const std::string& option, const std::string& value, AFPO
 bool ReadOption(char** argv, int argc, int& index, GivenOptions& given) {
     const std::string option = stringToLower(argv[index]);
     std::string value;
+    if (option == "-check") {
+        given.added.checkOnly = true;
+        return true;
+    }
     if (std::string* target = TextTarget(option, given)) {
         return GetArgumentValue(argv, argc, ++index, *target);
     }
@@ -287,5 +291,6 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
     options->connectRetries = added.connectRetries;
     options->lockWaitSeconds = added.lockWaitSeconds;
     options->settleSeconds = added.settleSeconds;
+    options->checkOnly = added.checkOnly;
     return true;
 }

@@ -55,6 +55,27 @@ std::string OpenFailure(const std::string& path, int error, bool& isLink) {
 
 }  // namespace
 
+bool NoFollowFile::CheckUsable(const std::string& path, Readers readers, std::string& reason) {
+    struct stat status;
+    if (::lstat(path.c_str(), &status) == 0) {
+        reason = S_ISLNK(status.st_mode) ? "it is a symbolic link" : Refusal(status, readers);
+        return reason.empty();
+    }
+    if (errno != ENOENT) {
+        reason = std::strerror(errno);
+        return false;
+    }
+    const std::string::size_type slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "."
+                                  : slash == 0               ? "/"
+                                                             : path.substr(0, slash);
+    if (::access(directory.c_str(), W_OK | X_OK) != 0) {
+        reason = "it cannot be created in " + directory + ": " + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
 FileDescriptor NoFollowFile::OpenDescriptor(const std::string& path, Mode mode, Readers readers,
                                             std::string& reason, bool& isLink) {
     isLink = false;

@@ -144,6 +144,34 @@ bool AuditFileLoad::ReadHead(Pass& pass) {
     return true;
 }
 
+bool AuditFileLoad::PlannedStart(std::string& start) {
+    start.clear();
+    Pass pass = Pass::kSetAside;
+    if (!ReadHead(pass)) {
+        return pass != Pass::kPutBack;
+    }
+    LoadProgress& progress = m_parser.m_progress;
+    if (progress.IsAvailable()) {
+        LoadProgress::Mark mark;
+        m_db->startTransaction();
+        const bool marked = progress.Find(m_db, m_identity, mark);
+        m_db->commit(0);
+        uint64_t size = 0;
+        m_reader.CurrentSize(size);
+        if (marked && mark.loaded && size == mark.offset) {
+            start = "not again: it is loaded already and would only be set aside";
+            return true;
+        }
+        if (marked && !mark.loaded && size >= mark.offset) {
+            start = "from line " + std::to_string(mark.lastLine + 1) + " on, after its progress";
+            return true;
+        }
+    }
+    start = m_resume == 0 ? "from its first line"
+                          : "from line " + std::to_string(m_resume) + " on, the number in its name";
+    return true;
+}
+
 bool AuditFileLoad::FindResumePoint() {
     m_committedUsage.reset();
     m_txStartLine = 0;

@@ -34,6 +34,10 @@ class AuditFileLoad {
     // a batch that the database gave up. When an error stops the file, puts
     // its resume point in its name and raises CPPWebException (error code 2).
     End Run();
+    // For a check: where a run would begin to load the file, in words,
+    // writing nothing. False when the file cannot be read; true with an
+    // empty `start` when a run would set it aside unread (its message says why).
+    bool PlannedStart(std::string& start);
 
   private:
     // How one pass over the file ended.

@@ -228,6 +228,12 @@ void LoadProgress::Prepare(SQLDB* db, const std::string& auditDirectory) {
     }
 }
 
+bool LoadProgress::Check(SQLDB* db, const std::string& auditDirectory, std::string& reason) {
+    m_directory = DirectoryKey(auditDirectory);
+    m_available = TablesUsable(db, reason);
+    return m_available;
+}
+
 bool LoadProgress::TablesUsable(SQLDB* db, std::string& reason) {
     try {
         db->startTransaction();

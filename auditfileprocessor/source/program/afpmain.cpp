@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "afpOptions.h"
 #include "atomicFile.h"
@@ -169,6 +170,57 @@ void LoadAuditFiles(const AFPOptions& options, RunOutcome& outcome) {
     db.reset();
 }
 
+// "-check": every output path as a run would take it, but nothing created.
+void CheckOutputs(const AFPOptions& options) {
+    const std::pair<const std::string*, const char*> files[] = {
+        {&options.sqlDumpFile, kSqlDump},
+        {&options.errorLogFile, "error log"},
+        {&options.rejectFile, "reject file"},
+    };
+    for (const auto& file : files) {
+        std::string reason;
+        if (!file.first->empty() &&
+            !NoFollowFile::CheckUsable(*file.first, NoFollowFile::kGroupMayRead, reason)) {
+            FailedOutputs::Record(file.second, *file.first);
+            Messenger::Get().DisplayMessage(77, std::string(file.second) + " " + *file.first,
+                                            reason);
+        }
+    }
+    for (const auto& report : {std::make_pair(&options.reportFile, kRunReport),
+                               std::make_pair(&options.metricsFile, kMetricsFile)}) {
+        std::string reason;
+        if (!report.first->empty() && !AtomicFile::CanReplace(*report.first, reason)) {
+            FailedOutputs::Record(report.second, *report.first);
+            Messenger::Get().DisplayMessage(77, std::string(report.second) + " " + *report.first,
+                                            reason);
+        }
+    }
+}
+
+// "-check": the set-up as a run would meet it, with nothing changed: the
+// outputs, the connection and the audit tables, the bookkeeping, the audit
+// directory and where a run would begin to load each of its files.
+void CheckSetUp(const AFPOptions& options, RunOutcome& outcome) {
+    outcome.stage = RunStage::kCheckingOutputs;
+    CheckOutputs(options);
+    outcome.stage = RunStage::kConnecting;
+    if (rdxProcessInitialize(kProgramName) < 0) {
+        throw CPPWebException(37, 1, At(__LINE__));
+    }
+    SQLDB db;
+    db.setLockWaitSeconds(options.lockWaitSeconds);
+    Connect(db, options);
+    outcome.stage = RunStage::kConnected;
+    Parser parser(options, &db, std::string(g_pgm_dir));  // describes the audit tables
+    outcome.stage = RunStage::kLoading;
+    const Parser::SetUpCheck check = parser.CheckDir();
+    const size_t outputProblems = FailedOutputs::List().size();
+    Messenger::Get().DisplayMessage(78, std::to_string(check.problems + outputProblems),
+                                    std::to_string(check.filesToLoad));
+    outcome.failed = !check.directoryUsable;
+    outcome.auditDirectoryMissing = !check.directoryUsable;
+}
+
 // False when the command line asked for the usage or the version only.
 bool Run(int argc, char** argv, AFPOptions& options, RunOutcome& outcome) {
     if (InitializeRuntime() != 0) {
@@ -191,6 +243,12 @@ bool Run(int argc, char** argv, AFPOptions& options, RunOutcome& outcome) {
     if (!accepted) {
         throw CPPWebException(8, 1, At(105));
     }
+    if (options.checkOnly) {
+        // A check speaks on standard output and writes no file.
+        outcome.checkOnly = true;
+        CheckSetUp(options, outcome);
+        return true;
+    }
     Messenger::m_sErrorLogFileName = options.errorLogFile;
     LoadAuditFiles(options, outcome);
     return true;
@@ -211,6 +269,10 @@ void WriteRunReport(const std::string& path, const char* kind, const std::string
 int FinishRun(int argc, char** argv, const AFPOptions& options, RunOutcome& outcome) {
     SqlDumpFile::Close();
     outcome.Finish();
+    if (outcome.checkOnly) {
+        outcome.failedOutputs = FailedOutputs::List();
+        return ExitStatus::Of(outcome);
+    }
     if (outcome.Connected()) {
         // The summary belongs to no audit file: no banner before it.
         Messenger::m_sAuditLogFileName.clear();
