@@ -143,7 +143,6 @@ std::vector<HostileCase> HostileCases() {
               "has 7 fields")},
          {},
          kCut},
-        {"growing", {Good(Request("H14"))}, {"AFP-0050"}, kCut | kFresh},
         {"utf8",
          {Bad(Request("H11\xff", "Sa\xc3les", "\xed\xa0\x80\xc0\xaf"), "is not valid UTF-8"),
           Bad(InfoLine("H11", "QXDS", "USR", "\xf8\x88\x80\x80\x80"),
@@ -198,6 +197,8 @@ std::vector<HostileCase> HostileCases() {
         // A request that runs on into the next file by name order.
         {"split1", {Good(split.substr(0, cut))}},
         {"split2", {Good(split.substr(cut))}},
+        // Last: the files after one still being written wait for it.
+        {"growing", {Good(Request("H14"))}, {"AFP-0050"}, kCut | kFresh},
     };
 }
 
@@ -328,28 +329,44 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
 
 AFP_ON_BOTH_BACKENDS(HostileInputTest);
 
-// Entries that cannot be claimed, met by a loader run as nobody (root ignores
-// file modes): each is reported and left exactly as it is, and nothing loads.
-TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre) {
-    const passwd* nobody = ::getpwnam("nobody");
-    if (::geteuid() != 0 || nobody == nullptr || ::access("/usr/bin/setpriv", X_OK) != 0) {
-        GTEST_SKIP() << "needs root, the user nobody and setpriv";
+// A load of `directory` run as nobody (root ignores file modes) by a copy of
+// the program and its catalogue in `scratch` that nobody may run: the build
+// tree may lie below a directory private to root. Empty when this cannot be.
+std::vector<std::string> AsNobody(const ScratchDirectory& scratch, const TestDatabase& database,
+                                  const std::string& directory, Options extra = {}) {
+    namespace fs = std::filesystem;
+    if (::geteuid() != 0 || ::getpwnam("nobody") == nullptr ||
+        ::access("/usr/bin/setpriv", X_OK) != 0) {
+        return {};
     }
+    const std::string catalogue = "share/qxesauditfileprocessor/en-us/afpmsg.cat";
+    if (fs::create_directories(fs::path(scratch / catalogue).parent_path())) {
+        fs::create_directories(scratch / "bin");
+        fs::copy_file(fs::path(AFP_PROGRAM).parent_path().parent_path() / catalogue,
+                      scratch / catalogue);
+        fs::copy_file(AFP_PROGRAM, scratch / "bin/qxesauditfileprocessor");
+        RunProcess({"chmod", "-R", "a+rX", scratch.path()});
+    }
+    if (database.dbType() == "SQ") {
+        RunProcess({"chown", "-R", "nobody:", fs::path(database.dbName()).parent_path()});
+    }
+    std::vector<std::string> command = LoaderCommand(database, directory, 3, extra);
+    command.front() = scratch / "bin/qxesauditfileprocessor";
+    command.insert(command.begin(), {"timeout", "60", "setpriv", "--reuid=nobody",
+                                     "--regid=nogroup", "--clear-groups"});
+    return command;
+}
+
+// Entries that cannot be claimed, met by a loader run as nobody: each is
+// reported and left exactly as it is, and nothing loads.
+TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre) {
     TestDatabase database;
     AFP_REQUIRE_DATABASE(database);
-    namespace fs = std::filesystem;
-    const std::string databaseDir = fs::path(database.dbName()).parent_path();
-    ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", databaseDir}).exitStatus, 0);
-    // A copy of the program and its catalogue that nobody may run: the build
-    // tree may lie below a directory private to root.
     ScratchDirectory scratch;
-    const std::string catalogue = "share/qxesauditfileprocessor/en-us/afpmsg.cat";
-    fs::create_directories(fs::path(scratch / catalogue).parent_path());
-    fs::create_directories(scratch / "bin");
-    fs::copy_file(fs::path(AFP_PROGRAM).parent_path().parent_path() / catalogue,
-                  scratch / catalogue);
-    fs::copy_file(AFP_PROGRAM, scratch / "bin/qxesauditfileprocessor");
-    ASSERT_EQ(RunProcess({"chmod", "-R", "a+rX", scratch.path()}).exitStatus, 0);
+    if (AsNobody(scratch, database, "").empty()) {
+        GTEST_SKIP() << "needs root, the user nobody and setpriv";
+    }
+    const passwd* nobody = ::getpwnam("nobody");
     const std::string content = AuditFile({Request("P1")});
     const std::string target = scratch / "qxes_audit_target.log";  // outside every audit directory
     WriteFile(target, content);
@@ -386,11 +403,7 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
         if (entry.writable) {
             ASSERT_EQ(::chown(directory.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
         }
-        std::vector<std::string> command = LoaderCommand(database, directory, 3);
-        command.front() = scratch / "bin/qxesauditfileprocessor";
-        command.insert(command.begin(), {"timeout", "60", "setpriv", "--reuid=nobody",
-                                         "--regid=nogroup", "--clear-groups"});
-        const ProcessResult run = RunProcess(command);
+        const ProcessResult run = RunProcess(AsNobody(scratch, database, directory));
         EXPECT_EQ(run.exitStatus, 0) << entry.name << run.err;  // 124: it waited on the fifo
         const std::string message = std::regex_replace(entry.message, std::regex("%s"), path);
         EXPECT_NE(run.out.find(message), std::string::npos) << message << "\n" << run.out;
@@ -403,5 +416,44 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
         }
     }
 }
+
+// The third of six files, whose requests run on into the next, cannot be read:
+// the files after it wait (75) rather than lose the usage that runs on into
+// them, and once it can be read the next run loads what one run loads.
+class UnreadableFileTest : public ::testing::TestWithParam<TestBackend> {};
+
+TEST_P(UnreadableFileTest, HoldsBackTheFilesAfterItUntilItCanBeRead) {
+    ScratchDirectory scratch;
+    TestDatabase database(GetParam()), reference(GetParam());
+    AFP_REQUIRE_DATABASE(database);
+    const std::string audit = scratch / "audit";
+    const std::vector<std::string> command =
+        AsNobody(scratch, database, audit, {{"-exitstatus", "detailed"}});
+    if (command.empty()) {
+        GTEST_SKIP() << "needs root, the user nobody and setpriv";
+    }
+    ASSERT_EQ(Generate(scratch / "whole", 7, 6, 400, "U", true).exitStatus, 0);
+    std::filesystem::copy(scratch / "whole", audit);
+    ASSERT_EQ(RunLoader(reference, scratch / "whole", 3).exitStatus, 0);
+    ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", audit}).exitStatus, 0);
+    const std::vector<std::string> files = NamesIn(audit);
+    const std::string third = audit + "/" + files[2];
+    ASSERT_EQ(::chmod(third.c_str(), 0), 0);
+    const ProcessResult first = RunProcess(command);
+    EXPECT_EQ(first.exitStatus, 75) << first.out;
+    EXPECT_NE(first.out.find("AFP-0071: Loading of the audit directory " + audit + " stops at " +
+                             third + " for this run"),
+              std::string::npos)
+        << first.out;
+    EXPECT_NE(first.out.find("2 audit files loaded, 0 set aside, 1 stopped, 0 still being "
+                             "written, 3 waiting"),
+              std::string::npos);
+    EXPECT_EQ(PendingFiles(audit), std::vector<std::string>(files.begin() + 2, files.end()));
+    ASSERT_EQ(::chmod(third.c_str(), 0644), 0);
+    EXPECT_EQ(RunProcess(command).exitStatus, 0);
+    EXPECT_EQ(DumpTables(reference), DumpTables(database));
+}
+
+AFP_ON_BOTH_BACKENDS(UnreadableFileTest);
 
 }  // namespace
