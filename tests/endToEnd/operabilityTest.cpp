@@ -22,7 +22,8 @@ using Arguments = std::vector<std::string>;
 
 const std::regex kSummary(
     "AFP-0058: Run finished in [0-9]+\\.[0-9]{3} s: ([0-9]+) audit files loaded, ([0-9]+) set "
-    "aside, ([0-9]+) stopped, [0-9]+ still being written, [0-9]+ waiting; ([0-9]+) lines read, ([0-9]+) refused; ([0-9]+) rows written\\.");
+    "aside, ([0-9]+) stopped, [0-9]+ still being written, [0-9]+ waiting; ([0-9]+) lines read, "
+    "([0-9]+) refused; ([0-9]+) rows written\\.");
 
 // A line of a type the loader does not know: refused, the file goes on.
 std::string Unknown() {

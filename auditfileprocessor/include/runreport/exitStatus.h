@@ -14,7 +14,7 @@ class ExitStatus {
     static constexpr int kNoAuditDirectory = 66;     // the audit directory does not exist
     static constexpr int kDatabaseUnavailable = 69;  // the database could not be reached
     static constexpr int kInternalError = 70;        // an unexpected failure
-    static constexpr int kFileStopped = 75;          // a file stopped, was put back or waits, or a signal
+    static constexpr int kFileStopped = 75;          // a file stopped, waits, or a signal
 
     // The code for what the run did; the worst outcome wins.
     static int Of(const RunOutcome& outcome);

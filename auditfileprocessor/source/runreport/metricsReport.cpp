@@ -55,9 +55,9 @@ std::string MetricsReport::Text() const {
     AddGauge(text, "last_run_interrupted", "1 when a signal ended the last run early.",
              statistics.interrupted ? "1" : "0");
     AddFamily(text, "last_run_files", "Audit files of the last run by outcome.");
-    for (FileOutcome outcome :
-         {FileOutcome::kLoaded, FileOutcome::kSetAside, FileOutcome::kSkipped, FileOutcome::kStopped,
-          FileOutcome::kPutBack, FileOutcome::kStillWritten, FileOutcome::kWaiting}) {
+    for (FileOutcome outcome : {FileOutcome::kLoaded, FileOutcome::kSetAside, FileOutcome::kSkipped,
+                                FileOutcome::kStopped, FileOutcome::kPutBack,
+                                FileOutcome::kStillWritten, FileOutcome::kWaiting}) {
         std::string name = FileOutcomeText(outcome);
         for (char& c : name) {
             c = c == ' ' ? '_' : c;
