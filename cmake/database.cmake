@@ -5,10 +5,12 @@ add_library(afp_database STATIC
     auditfileprocessor/source/database/postgresDriver.cpp
     auditfileprocessor/source/database/boundStatement.cpp
     auditfileprocessor/source/database/sqldbapi.cpp
+    auditfileprocessor/source/database/sqlDumpFile.cpp
     auditfileprocessor/source/database/sqliteDriver.cpp
     auditfileprocessor/source/database/sqliteStatement.cpp)
 afp_headers(afp_database PUBLIC
     auditfileprocessor/include/database/sqldbapi.h
+    auditfileprocessor/include/database/sqlDumpFile.h
     auditfileprocessor/include/database/sqlDA.h
     auditfileprocessor/include/database/sqlColType.h
     auditfileprocessor/include/database/databaseDriver.h

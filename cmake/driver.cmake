@@ -6,6 +6,8 @@ add_library(afp_driver STATIC
     auditfileprocessor/source/driver/commandLine.cpp
     auditfileprocessor/source/driver/programDirectory.cpp
     auditfileprocessor/source/driver/noFollowFile.cpp
+    auditfileprocessor/source/driver/oneLine.cpp
+    auditfileprocessor/source/driver/passwordMask.cpp
     auditfileprocessor/source/driver/passwordFile.cpp)
 afp_headers(afp_driver PUBLIC
     source/qxMessage.h
@@ -14,7 +16,9 @@ afp_headers(afp_driver PUBLIC
     auditfileprocessor/include/driver/commandLine.h
     auditfileprocessor/include/driver/programDirectory.h
     auditfileprocessor/include/driver/noFollowFile.h
-    auditfileprocessor/include/driver/passwordFile.h)
+    auditfileprocessor/include/driver/passwordFile.h
+    auditfileprocessor/include/driver/oneLine.h
+    auditfileprocessor/include/driver/passwordMask.h)
 target_link_libraries(afp_driver PRIVATE afp_runtime)
 
 # One compiled catalogue per language, beside the program as it will be installed.

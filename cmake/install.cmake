@@ -1,13 +1,10 @@
-# What `cmake --install` puts where, in three components:
-#   loader   the program, its catalogue, the schema files and its man page,
-#            in the same relative layout as the build tree (bin/, share/);
-#   auditgen the audit-file writer and its man page;
-#   system   the service and timer, the configuration under /etc and the
-#            logrotate snippet. Their paths are absolute, so this component is
-#            left out of a plain `cmake --install` and only goes into the
-#            Debian package (cmake/package.cmake).
-set(AFP_CONFIG_DIR /etc/qxesauditfileprocessor)
-set(AFP_UNIT_DIR /lib/systemd/system)
+# What `cmake --install` puts where, in two components:
+#   loader   the program, the usage report, the catalogue, the schema files
+#            and their man pages, in the same relative layout as the build
+#            tree (bin/, share/);
+#   auditgen the audit-file writer and its man page.
+# The service, timer and configuration under /etc go only into the Debian
+# package (debian/qxesauditfileprocessor.install).
 
 install(TARGETS qxesauditfileprocessor RUNTIME DESTINATION bin COMPONENT loader)
 install(FILES ${AFP_CATALOGUE} DESTINATION ${AFP_SHARE_DIR}/en-us COMPONENT loader)
@@ -35,10 +32,3 @@ install(FILES ${AFP_MAN_DIR}/qxesauditfileprocessor.1.gz DESTINATION share/man/m
 install(FILES ${AFP_MAN_DIR}/qxesauditgen.1.gz DESTINATION share/man/man1 COMPONENT auditgen)
 install(FILES ${AFP_MAN_DIR}/qxesauditreport.1.gz DESTINATION share/man/man1 COMPONENT loader)
 
-install(FILES packaging/systemd/qxesauditfileprocessor.service
-              packaging/systemd/qxesauditfileprocessor.timer
-        DESTINATION ${AFP_UNIT_DIR} COMPONENT system EXCLUDE_FROM_ALL)
-install(FILES packaging/etc/loader.env DESTINATION ${AFP_CONFIG_DIR}
-        COMPONENT system EXCLUDE_FROM_ALL)
-install(FILES packaging/logrotate/qxesauditfileprocessor DESTINATION /etc/logrotate.d
-        COMPONENT system EXCLUDE_FROM_ALL)

@@ -25,8 +25,10 @@ target_compile_definitions(qxesauditfileprocessor PRIVATE AFP_VERSION="${PROJECT
 target_compile_definitions(qxesauditgen PRIVATE AFP_VERSION="${PROJECT_VERSION}")
 
 if(AFP_TESTS)
-    # The program as users and schedulers run it: usage, exit status, run reports, secrets.
-    add_executable(afp_operability_tests tests/endToEnd/operabilityTest.cpp)
+    # The program as users and schedulers run it: usage, exit status, run reports, secrets,
+    # and the safety of what it writes.
+    add_executable(afp_operability_tests tests/endToEnd/operabilityTest.cpp
+        tests/endToEnd/outputSafetyTest.cpp)
     target_link_libraries(afp_operability_tests PRIVATE afp_runreport afp_testdatabase afp_format
         nlohmann_json::nlohmann_json GTest::gtest_main)
     target_compile_definitions(afp_operability_tests PRIVATE

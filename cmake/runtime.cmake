@@ -7,7 +7,8 @@ add_library(afp_runtime STATIC
     source/which.cpp
     source/splitPath.cpp
     source/processingLocale.cpp
-    auditfileprocessor/source/runtime/programGlobals.cpp)
+    auditfileprocessor/source/runtime/programGlobals.cpp
+    auditfileprocessor/source/runtime/failedOutputs.cpp)
 afp_headers(afp_runtime PUBLIC
     source/cppWebException.h
     source/exceptionLocation.h
@@ -18,4 +19,5 @@ afp_headers(afp_runtime PUBLIC
     source/which.h
     source/splitPath.h
     source/processingLocale.h
-    auditfileprocessor/include/runtime/programGlobals.h)
+    auditfileprocessor/include/runtime/programGlobals.h
+    auditfileprocessor/include/runtime/failedOutputs.h)

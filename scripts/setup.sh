@@ -11,7 +11,7 @@ packages=(
     clang libclang-rt-14-dev clang-format clang-tidy
     nlohmann-json3-dev
     chromium
-    dpkg-dev file man-db systemd
+    dpkg-dev debhelper lintian file man-db systemd
 )
 
 missing=()

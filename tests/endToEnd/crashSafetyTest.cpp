@@ -70,7 +70,7 @@ class CrashSafetyTest : public ::testing::TestWithParam<TestBackend> {
         ASSERT_EQ(Generate(m_scratch / "generated", 17, 4, 150, "K", true).exitStatus, 0);
         m_originals = NamesIn(m_scratch / "generated");
         ASSERT_FALSE(m_originals.empty());
-        fs::copy(m_scratch / "generated", m_scratch / "reference");
+        CopyWithTimes(m_scratch / "generated", m_scratch / "reference");
         const auto start = Clock::now();
         const ProcessResult reference = RunLoader(m_reference, m_scratch / "reference", kRowCount);
         m_loadAll = std::chrono::duration_cast<microseconds>(Clock::now() - start);
@@ -104,7 +104,7 @@ TEST_P(CrashSafetyTest, KilledAndStoppedRunsLoadTheRowsAndMessagesOfOneRun) {
     for (int cycle = 0; cycle < 20 && kills < kKillsWanted; ++cycle) {
         TestDatabase database(GetParam());
         const std::string directory = m_scratch / ("crash" + std::to_string(cycle));
-        fs::copy(m_scratch / "generated", directory);
+        CopyWithTimes(m_scratch / "generated", directory);
         std::string output;
         const int cycleKills = kills + kKillsWanted / 3;
         while (kills < cycleKills && !PendingFiles(directory).empty()) {
@@ -166,7 +166,7 @@ TEST_P(CrashSafetyTest, LostConnectionIsTriedAgainAndTheFileResumes) {
     for (int attempt = 0; attempt < 5 && reconnected == 0; ++attempt) {
         TestDatabase database(GetParam());
         const std::string directory = m_scratch / ("lost" + std::to_string(attempt));
-        fs::copy(m_scratch / "generated", directory);
+        CopyWithTimes(m_scratch / "generated", directory);
         ChildProcess loader(LoaderCommand(database, directory, kRowCount));
         // Cut once loading is under way: its first batch is committed.
         const auto giveUp = Clock::now() + std::chrono::seconds(30);
@@ -262,14 +262,14 @@ TEST(RequestSpanningTwoFiles, KeepsItsUsageRowsWhenTheFilesGoToTwoRuns) {
     ASSERT_EQ(files.size(), 2u);
     TestDatabase oneRun;
     AFP_REQUIRE_DATABASE(oneRun);
-    fs::copy(scratch / "generated", scratch / "whole");
+    CopyWithTimes(scratch / "generated", scratch / "whole");
     ASSERT_EQ(RunLoader(oneRun, scratch / "whole", kRowCount).exitStatus, 0);
 
     TestDatabase twoRuns;
     fs::create_directories(scratch / "split");
     std::string output;
     for (const std::string& name : files) {
-        fs::copy(scratch / "generated/" + name, scratch / "split/" + name);
+        CopyWithTimes(scratch / "generated/" + name, scratch / "split/" + name);
         const ProcessResult result = RunLoader(twoRuns, scratch / "split", kRowCount);
         ASSERT_EQ(result.exitStatus, 0);
         output += WithoutSummary(result.out);
@@ -277,6 +277,40 @@ TEST(RequestSpanningTwoFiles, KeepsItsUsageRowsWhenTheFilesGoToTwoRuns) {
     EXPECT_EQ(output, "");
     EXPECT_EQ(DumpTables(oneRun), DumpTables(twoRuns));
 }
+
+// A file put back while its writer still appends to it, resumed from its
+// recorded progress: the lines read again before the resume point leave the
+// waiting usage as it was committed (a counts line refused there before its
+// codes and names came must not take them now), so the counts line written
+// after the put-back loads its rows, as in one run over the finished file.
+class PutBackFileTest : public ::testing::TestWithParam<TestBackend> {};
+
+TEST_P(PutBackFileTest, ResumesWithTheWaitingUsageItCommitted) {
+    TestDatabase resumed(GetParam()), whole(GetParam());
+    AFP_REQUIRE_DATABASE(resumed);
+    const std::string counts = Usage("QXUD", "1,2;3;4", "s1", "1");
+    const std::string cutLine = Record(Info("QXES", "LOGIN", "s2", "2", "x"));
+    const std::string before =
+        AuditFile({Startup("putback"), Usage("QXUC", "D1,M;L1;MC1", "s1", "1"), counts,
+                   Usage("QXUH", "N1,NM;NL1;NMC1", "s1", "1")});
+    ScratchDirectory scratch;
+    fs::create_directories(scratch / "audit");
+    const std::string file = scratch / "audit/qxes_audit_p.log";
+    WriteFile(file, before + cutLine.substr(0, 20));
+    fs::last_write_time(file, fs::file_time_type::clock::now());  // still in writing
+    const ProcessResult first = RunLoader(resumed, scratch / "audit", kRowCount);
+    ASSERT_NE(Count(first.out, "AFP-0050"), 0u) << first.out;
+
+    WriteFile(file, before + cutLine + counts);
+    fs::create_directories(scratch / "whole");
+    WriteFile(scratch / "whole/qxes_audit_p.log", before + cutLine + counts);
+    const ProcessResult second = RunLoader(resumed, scratch / "audit", kRowCount);
+    EXPECT_EQ(WithoutSummary(second.out), "");
+    ASSERT_EQ(RunLoader(whole, scratch / "whole", kRowCount).exitStatus, 0);
+    EXPECT_EQ(DumpTables(resumed), DumpTables(whole));
+}
+
+AFP_ON_BOTH_BACKENDS(PutBackFileTest);
 
 // Loaders running at the same time: several servers' directories into one
 // database, one loader per directory at a time. The tables must equal those of
@@ -306,7 +340,7 @@ TEST_P(ConcurrentLoadersTest, LoadersOfSeveralDirectoriesShareTheDatabaseOnePerD
     ASSERT_EQ(Generate(shared, 41, 8, 60, "SD", true).exitStatus, 0);
     // The reference: a copy of each directory, loaded one after the other.
     for (const std::string& directory : {directories[0], directories[1], directories[2], shared}) {
-        std::filesystem::copy(directory, directory + ".sequential");
+        CopyWithTimes(directory, directory + ".sequential");
         const ProcessResult result =
             RunLoader(m_oneAfterAnother, directory + ".sequential", kRowCount);
         ASSERT_EQ(result.exitStatus, 0);

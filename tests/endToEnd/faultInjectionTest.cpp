@@ -32,7 +32,7 @@ TEST_P(FaultInjectionTest, AfterEachFaultARerunLoadsTheRowsOfOneUninterruptedRun
     AFP_REQUIRE_DATABASE(reference);
     ScratchDirectory scratch;
     ASSERT_EQ(Generate(scratch / "generated", 5, 3, 120, "F", true).exitStatus, 0);
-    fs::copy(scratch / "generated", scratch / "reference");
+    CopyWithTimes(scratch / "generated", scratch / "reference");
     ASSERT_EQ(RunLoader(reference, scratch / "reference", kRowCount).exitStatus, 0);
     const TableDump expected = DumpTables(reference);
 
@@ -46,7 +46,7 @@ TEST_P(FaultInjectionTest, AfterEachFaultARerunLoadsTheRowsOfOneUninterruptedRun
         SCOPED_TRACE(c.fault);
         TestDatabase database(GetParam());
         const std::string directory = scratch / (std::string("fault-") + c.fault);
-        fs::copy(scratch / "generated", directory);
+        CopyWithTimes(scratch / "generated", directory);
         std::vector<std::string> command = LoaderCommand(database, directory, kRowCount);
         command.front() = AFP_FAULTY_PROGRAM;
         command.insert(command.begin(), {"env", std::string("AFP_FAULT=") + c.fault});

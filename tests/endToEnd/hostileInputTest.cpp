@@ -108,7 +108,6 @@ std::vector<HostileCase> HostileCases() {
     const std::string general = Record(Line("G", "QXES", "FGN", "0", "0", "1"));
     const std::string forgedRequest =
         InfoLine("forged", "QXRQ", "REQINFO", "Forged,cube,\"/x\",,0");
-    const char* const kAssertion = "does not have the form its record needs";
     const char* const kSource = "Sales,cube,\"/x\",,0";
     const std::string split = Request("H21");
     const size_t cut = split.rfind('\n', split.find("\t\tQXUD\t\t")) + 1;
@@ -154,18 +153,23 @@ std::vector<HostileCase> HostileCases() {
           Bad(InfoLine("H13", "QXRQ", "REQINFO", kSource, "2011-02-30:25:61:61.000"),
               "not a real date and time")}},
         // Unknown component and formats, a REQINFO of six parts (a comma in the cube name).
+        // Each cause says in plain words what is wrong, the assertion after it.
         {"assertions",
          {Good(InfoLine("H16", "QXRQ", "REQINFO", kSource)),
-          Bad(InfoLine("H15", "QXZZ", "REQINFO", kSource), kAssertion),
-          Bad(Record(Line("E", "QXZZ", "REQFAILE", "H15", "1", "failed")), kAssertion),
-          Bad(InfoLine("H16", "QXRQ", "REQLOST", "x"), kAssertion),
-          Bad(InfoLine("H16", "QXPB", "TRVZ", "x"), kAssertion),
-          Bad(Usage("QXUZ", "D1;L1;M1", "H16", "1"), kAssertion),
-          Bad(InfoLine("H17", "QXRQ", "REQINFO", "Sal,es,cube,\"/x\",,0"), kAssertion)}},
+          Bad(InfoLine("H15", "QXZZ", "REQINFO", kSource),
+              "unknown component \"QXZZ\" in field 7 of an information record [KRL_ASSERT"),
+          Bad(Record(Line("E", "QXZZ", "REQFAILE", "H15", "1", "failed")),
+              "unknown component \"QXZZ\" in field 7 of an error record"),
+          Bad(InfoLine("H16", "QXRQ", "REQLOST", "x"), "unknown format \"REQLOST\" in field 8"),
+          Bad(InfoLine("H16", "QXPB", "TRVZ", "x"), "unknown format \"TRVZ\" in field 8"),
+          Bad(Usage("QXUZ", "D1;L1;M1", "H16", "1"), "unknown format \"QXUZ\" in field 8"),
+          Bad(InfoLine("H17", "QXRQ", "REQINFO", "Sal,es,cube,\"/x\",,0"),
+              "REQINFO message has 6 parts, expected 5")}},
         {"counts",
          {Good(Usage("QXUC", "D1,Measures;D1L1;M1", "H18", "1") +
                Usage("QXUH", "Products,Measures;Product Line;Revenue", "H18", "1")),
-          Bad(Usage("QXUD", "5,1,9;7;42,43", "H18", "1"), kAssertion),
+          Bad(Usage("QXUD", "5,1,9;7;42,43", "H18", "1"),
+              "usage counts for 2 dimensions but codes for 1"),
           Bad(Usage("QXUD", "5,1;7;42", "H18", "2"), "no usage codes and names")}},
         // A counts line with a row the database refuses and a count that is
         // not a number leaves nothing behind for the clean one after it in its batch.
@@ -262,10 +266,8 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
         }
         if (file.flags & kFresh) {
             staying.push_back(name);
-        } else {
-            std::filesystem::last_write_time(
-                hostile + "/" + name,
-                std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+            std::filesystem::last_write_time(hostile + "/" + name,
+                                             std::filesystem::file_time_type::clock::now());
         }
         for (const std::string& message : file.messages) {
             dueMessages[name].insert(message);
@@ -329,44 +331,20 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
 
 AFP_ON_BOTH_BACKENDS(HostileInputTest);
 
-// A load of `directory` run as nobody (root ignores file modes) by a copy of
-// the program and its catalogue in `scratch` that nobody may run: the build
-// tree may lie below a directory private to root. Empty when this cannot be.
-std::vector<std::string> AsNobody(const ScratchDirectory& scratch, const TestDatabase& database,
-                                  const std::string& directory, Options extra = {}) {
-    namespace fs = std::filesystem;
-    if (::geteuid() != 0 || ::getpwnam("nobody") == nullptr ||
-        ::access("/usr/bin/setpriv", X_OK) != 0) {
-        return {};
-    }
-    const std::string catalogue = "share/qxesauditfileprocessor/en-us/afpmsg.cat";
-    if (fs::create_directories(fs::path(scratch / catalogue).parent_path())) {
-        fs::create_directories(scratch / "bin");
-        fs::copy_file(fs::path(AFP_PROGRAM).parent_path().parent_path() / catalogue,
-                      scratch / catalogue);
-        fs::copy_file(AFP_PROGRAM, scratch / "bin/qxesauditfileprocessor");
-        RunProcess({"chmod", "-R", "a+rX", scratch.path()});
-    }
-    if (database.dbType() == "SQ") {
-        RunProcess({"chown", "-R", "nobody:", fs::path(database.dbName()).parent_path()});
-    }
-    std::vector<std::string> command = LoaderCommand(database, directory, 3, extra);
-    command.front() = scratch / "bin/qxesauditfileprocessor";
-    command.insert(command.begin(), {"timeout", "60", "setpriv", "--reuid=nobody",
-                                     "--regid=nogroup", "--clear-groups"});
-    return command;
-}
-
-// Entries that cannot be claimed, met by a loader run as nobody: each is
-// reported and left exactly as it is, and nothing loads.
+// Entries that cannot be claimed, met by a loader run as nobody (root ignores
+// file modes): each is reported and left exactly as it is, and nothing loads.
 TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre) {
-    TestDatabase database;
-    AFP_REQUIRE_DATABASE(database);
-    ScratchDirectory scratch;
-    if (AsNobody(scratch, database, "").empty()) {
+    const passwd* nobody = ::getpwnam("nobody");
+    if (::geteuid() != 0 || nobody == nullptr || ::access("/usr/bin/setpriv", X_OK) != 0) {
         GTEST_SKIP() << "needs root, the user nobody and setpriv";
     }
-    const passwd* nobody = ::getpwnam("nobody");
+    TestDatabase database;
+    AFP_REQUIRE_DATABASE(database);
+    namespace fs = std::filesystem;
+    const std::string databaseDir = fs::path(database.dbName()).parent_path();
+    ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", databaseDir}).exitStatus, 0);
+    ScratchDirectory scratch;
+    const std::string program = ProgramCopyForAnyone(scratch.path());
     const std::string content = AuditFile({Request("P1")});
     const std::string target = scratch / "qxes_audit_target.log";  // outside every audit directory
     WriteFile(target, content);
@@ -403,7 +381,10 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
         if (entry.writable) {
             ASSERT_EQ(::chown(directory.c_str(), nobody->pw_uid, nobody->pw_gid), 0);
         }
-        const ProcessResult run = RunProcess(AsNobody(scratch, database, directory));
+        std::vector<std::string> command = LoaderCommand(database, directory, 3);
+        command.front() = program;
+        command.insert(command.begin(), kAsNobody.begin(), kAsNobody.end());
+        const ProcessResult run = RunProcess(command);
         EXPECT_EQ(run.exitStatus, 0) << entry.name << run.err;  // 124: it waited on the fifo
         const std::string message = std::regex_replace(entry.message, std::regex("%s"), path);
         EXPECT_NE(run.out.find(message), std::string::npos) << message << "\n" << run.out;
@@ -423,19 +404,24 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
 class UnreadableFileTest : public ::testing::TestWithParam<TestBackend> {};
 
 TEST_P(UnreadableFileTest, HoldsBackTheFilesAfterItUntilItCanBeRead) {
+    if (::geteuid() != 0 || ::getpwnam("nobody") == nullptr) {
+        GTEST_SKIP() << "needs root and the user nobody";
+    }
     ScratchDirectory scratch;
     TestDatabase database(GetParam()), reference(GetParam());
     AFP_REQUIRE_DATABASE(database);
     const std::string audit = scratch / "audit";
-    const std::vector<std::string> command =
-        AsNobody(scratch, database, audit, {{"-exitstatus", "detailed"}});
-    if (command.empty()) {
-        GTEST_SKIP() << "needs root, the user nobody and setpriv";
-    }
     ASSERT_EQ(Generate(scratch / "whole", 7, 6, 400, "U", true).exitStatus, 0);
     std::filesystem::copy(scratch / "whole", audit);
     ASSERT_EQ(RunLoader(reference, scratch / "whole", 3).exitStatus, 0);
-    ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", audit}).exitStatus, 0);
+    std::vector<std::string> command =
+        LoaderCommand(database, audit, 3, {{"-exitstatus", "detailed"}});
+    command.front() = ProgramCopyForAnyone(scratch / "program");
+    command.insert(command.begin(), kAsNobody.begin(), kAsNobody.end());
+    const std::string owned = GetParam() == TestBackend::kSQLite
+                                  ? std::filesystem::path(database.dbName()).parent_path().string()
+                                  : audit;
+    ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", audit, owned}).exitStatus, 0);
     const std::vector<std::string> files = NamesIn(audit);
     const std::string third = audit + "/" + files[2];
     ASSERT_EQ(::chmod(third.c_str(), 0), 0);

@@ -161,6 +161,24 @@ inline ProcessResult RunLoader(const TestDatabase& database, const std::string& 
                                int rowCount) {
     return RunProcess(LoaderCommand(database, directory, rowCount));
 }
+
+// What runs a command as the user nobody (root ignores file modes).
+const std::vector<std::string> kAsNobody = {
+    "timeout", "60", "setpriv", "--reuid=nobody", "--regid=nogroup", "--clear-groups"};
+
+// A copy of the loader and its catalogue below `directory` that any user may
+// run (the build tree may lie below a directory private to root); its path.
+inline std::string ProgramCopyForAnyone(const std::string& directory) {
+    namespace fs = std::filesystem;
+    const std::string catalogue = "share/qxesauditfileprocessor/en-us/afpmsg.cat";
+    fs::create_directories(fs::path(directory + "/" + catalogue).parent_path());
+    fs::create_directories(directory + "/bin");
+    fs::copy_file(fs::path(AFP_PROGRAM).parent_path().parent_path() / catalogue,
+                  directory + "/" + catalogue);
+    fs::copy_file(AFP_PROGRAM, directory + "/bin/qxesauditfileprocessor");
+    RunProcess({"chmod", "-R", "a+rX", directory});
+    return directory + "/bin/qxesauditfileprocessor";
+}
 #endif
 
 #ifdef AFP_AUDITGEN

@@ -27,8 +27,27 @@ inline std::string ReadFile(const std::string& path) {
     return content.str();
 }
 
+// Writes the file dated an hour back: the audit files of the tests stand for
+// files their server finished writing a while ago, which the loader sets
+// aside once loaded. A test that wants a file still in writing dates it anew.
 inline void WriteFile(const std::string& path, const std::string& content) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
+    std::error_code ignored;
+    std::filesystem::last_write_time(
+        path, std::filesystem::file_time_type::clock::now() - std::chrono::hours(1), ignored);
+}
+
+// Copies a file or a directory of files with their modification times: a
+// copy of a finished audit file is finished too.
+inline void CopyWithTimes(const std::filesystem::path& from, const std::filesystem::path& to) {
+    std::filesystem::copy(from, to);
+    if (!std::filesystem::is_directory(from)) {
+        std::filesystem::last_write_time(to, std::filesystem::last_write_time(from));
+        return;
+    }
+    for (const auto& entry : std::filesystem::directory_iterator(from)) {
+        std::filesystem::last_write_time(to / entry.path().filename(), entry.last_write_time());
+    }
 }
 
 // The names in a directory, sorted, but hidden ones (the loader's directory lock).

@@ -51,7 +51,7 @@ struct StampSink : AuditLineSink {
         lines.push_back({std::string(line.time_stamp),
                          std::string(line.session_id) + "/" + std::string(line.request_id)});
     }
-    void endFile() override {}
+    void endFile(int64_t) override {}
     std::vector<std::pair<std::string, std::string>> lines;
 };
 

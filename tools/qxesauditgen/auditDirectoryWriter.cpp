@@ -1,7 +1,11 @@
 #include "auditDirectoryWriter.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <stdexcept>
 #include <system_error>
@@ -40,7 +44,7 @@ AuditDirectoryWriter::~AuditDirectoryWriter() {
 
 void AuditDirectoryWriter::beginFile(const std::string& fileName) {
     if (m_file != nullptr) {
-        endFile();
+        endFile(std::time(nullptr));
     }
     m_finalPath = m_directory + fileName;
     m_writingPath = m_finalPath + kWritingSuffix;
@@ -67,7 +71,7 @@ void AuditDirectoryWriter::writeRecord(const AuditLine& line) {
     }
 }
 
-void AuditDirectoryWriter::endFile() {
+void AuditDirectoryWriter::endFile(int64_t lastWriteSecond) {
     if (m_file == nullptr) {
         return;
     }
@@ -77,6 +81,12 @@ void AuditDirectoryWriter::endFile() {
         int error = errno;
         std::remove(m_writingPath.c_str());
         fail("cannot write", m_writingPath, error);
+    }
+    const struct timespec times[2] = {{lastWriteSecond, 0}, {lastWriteSecond, 0}};
+    if (::utimensat(AT_FDCWD, m_writingPath.c_str(), times, 0) != 0) {
+        int error = errno;
+        std::remove(m_writingPath.c_str());
+        fail("cannot date", m_writingPath, error);
     }
     if (std::rename(m_writingPath.c_str(), m_finalPath.c_str()) != 0) {
         int error = errno;

@@ -4,7 +4,7 @@
 //   AuditDirectoryWriter writer("/tmp/audit");       // creates the directory
 //   writer.beginFile("qxes_audit_2011-03-04-17-05-09.log");
 //   writer.writeRecord(line);
-//   writer.endFile();                                // throws on any I/O error
+//   writer.endFile(lastWriteSecond);                 // throws on any I/O error
 #pragma once
 
 #include <cstdio>
@@ -23,7 +23,7 @@ class AuditDirectoryWriter : public AuditLineSink {
 
     void beginFile(const std::string& fileName) override;
     void writeRecord(const AuditLine& line) override;
-    void endFile() override;
+    void endFile(int64_t lastWriteSecond) override;
 
   private:
     static constexpr size_t kFlushSize = 1 << 20;

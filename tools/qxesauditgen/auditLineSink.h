@@ -3,9 +3,10 @@
 // their own to see the fields that were written.
 //   sink.beginFile("qxes_audit_2011-03-04-17-05-09.log");
 //   sink.writeRecord(line);
-//   sink.endFile();
+//   sink.endFile(lastWriteSecond);
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "auditLine.h"
@@ -16,5 +17,8 @@ class AuditLineSink {
     // Starts the file of that name (no directory); the header comes with it.
     virtual void beginFile(const std::string& fileName) = 0;
     virtual void writeRecord(const AuditLine& line) = 0;
-    virtual void endFile() = 0;
+    // Ends the file; its writer wrote to it last at `lastWriteSecond` (seconds
+    // since the epoch), which the file's modification time then shows, as a
+    // server's rolled file does.
+    virtual void endFile(int64_t lastWriteSecond) = 0;
 };

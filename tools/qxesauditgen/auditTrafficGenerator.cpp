@@ -187,7 +187,7 @@ void AuditTrafficGenerator::writeFile(bool rolled, bool drainAtEnd, bool last) {
     } else {
         finishCarriedRequests();
     }
-    m_sink.endFile();
+    m_sink.endFile(m_clock.seconds());
 }
 
 void AuditTrafficGenerator::wakeSessions() {

@@ -58,4 +58,7 @@ class AFPOptions {
     int connectRetries = 5;
     // How long SQLite waits for another loader's lock, in seconds ("-lockwait").
     int lockWaitSeconds = 60;
+    // A file written to less than this many seconds before its load ended
+    // may still be in its writer's hands: it is put back, not set aside ("-settle").
+    int settleSeconds = 60;
 };

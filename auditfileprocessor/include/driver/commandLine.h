@@ -21,6 +21,11 @@ bool DetailedExitStatusRequested(int argc, char** argv);
 // its messages) when the command line is refused.
 bool ProcessCommandLine(int argc, char** argv, AFPOptions* options);
 
+// Overwrites, in the process's own argument memory, the value of -dbpass and
+// the passwords inside the value of -dbconnect with "x", so that the process
+// list shows them only in the moments before the call.
+void HidePasswordArguments(int argc, char** argv);
+
 // The value that follows an option: argv[index] when it exists and does not
 // begin with "-"; otherwise message 43 names the option argv[index - 1].
 bool GetArgumentValue(char** argv, int argc, int index, std::string& value);

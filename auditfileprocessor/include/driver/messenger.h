@@ -1,8 +1,12 @@
 // Every text the program shows goes through the one Messenger: a numbered
 // message of the catalogue "afpmsg" with its inserts filled in, written to the
-// error log when one is named, otherwise to standard output. An error log that
-// is a symbolic link is refused (AFP-0055); a log that stops taking writes is
-// reported once on standard error (AFP-0054).
+// error log when one is named, otherwise to standard output. Control
+// characters in the inserts, in texts shown as they are and in the banner's
+// file name are escaped, so that each message is one line. An error log that
+// is a symbolic link (AFP-0055) or that cannot be trusted or opened (AFP-0065)
+// is refused and messages go to standard output; a log or a standard output
+// that stops taking writes is reported once on standard error (AFP-0054,
+// AFP-0069). Each such failure is recorded among the failed outputs.
 //   Messenger::Get().DisplayMessage(43, "-nbrows");  // "AFP-0043: ... -nbrows ..."
 #pragma once
 
@@ -35,10 +39,14 @@ class Messenger {
     static std::string m_sRefusedErrorLogFileName;
     // A write to the open error log failed and was reported; reset by a new open.
     static bool m_errorLogWriteFailed;
+    // A write to standard output failed and was reported.
+    static bool m_standardOutputFailed;
 
   private:
     Messenger() = default;
     void Show(int number, const std::vector<std::string>& inserts);
+    // Shows a text whose control characters are escaped already.
+    void Emit(const std::string& text);
     void OpenErrorLog();
     void WriteToErrorLog(const std::string& text);
 };

@@ -40,6 +40,9 @@ class AuditLineReader {
     Status Next(std::string& text);
     // Bytes consumed so far, line ends included: where the next line begins.
     uint64_t Offset() const { return m_offset; }
+    // The file's first `bytes` bytes (fewer when it is shorter), read without
+    // moving the reading position; false on a read error.
+    bool ReadPrefix(size_t bytes, std::string& prefix) const;
     // The file's size now, read from the open descriptor; false on failure.
     bool CurrentSize(uint64_t& size) const;
     // When the file was last written to; false on failure.

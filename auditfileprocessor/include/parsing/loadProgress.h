@@ -3,8 +3,11 @@
 // their counts line. Both are written in the same transaction as the rows of
 // each batch, so that progress and data are lost or kept together, and a run
 // that died anywhere resumes after its last commit, with its usage context.
+// Both are kept per audit directory (its path as given, without trailing
+// slashes): two servers whose files have the same names never meet.
 //   LoadProgress progress;
-//   progress.Prepare(db);                     // creates the tables when missing
+//   progress.Prepare(db, "/var/audit/server1");  // creates the tables when missing
+//   LoadProgress::FileIdentity identity = progress.IdentityOf(path, head, firstTwoLines);
 //   LoadProgress::Mark mark;
 //   if (progress.Find(db, identity, mark)) { resumeAfter(mark.lastLine); }
 //   progress.Record(db, identity, {lastLine, offset, false});  // then commit
@@ -20,13 +23,22 @@ class SQLDB;
 
 class LoadProgress {
   public:
-    // An audit file as the bookkeeping knows it: its server name (without a
-    // resume number or claim suffix) and a digest of its first two lines,
-    // which tells a new file under an old name apart from the old one.
+    // An audit file as the bookkeeping knows it: its audit directory and
+    // server name (without a resume number or claim suffix), and a digest of
+    // its first bytes, which tells a new file under an old name apart from
+    // the old one. The digest covers up to kDigestBytes, as many as the file
+    // had when it was first recorded, and says how many ("<hex>:<bytes>").
     struct FileIdentity {
         std::string name;
         std::string digest;
+        // What Find compares: the file's first bytes, and, for progress that
+        // older versions recorded (server name alone, digest of the header
+        // and version line), those two lines.
+        std::string head;
+        std::string legacyName;
+        std::string firstTwoLines;
     };
+    static constexpr size_t kDigestBytes = 64 * 1024;
 
     // The last committed state of a file.
     struct Mark {
@@ -41,17 +53,22 @@ class LoadProgress {
     // Checks that the bookkeeping tables can be used, creating them when they
     // are missing. When that fails, shows AFP-0048 once and stays unavailable:
     // the run then goes on as without bookkeeping.
-    void Prepare(SQLDB* db);
+    void Prepare(SQLDB* db, const std::string& auditDirectory);
     bool IsAvailable() const { return m_available; }
 
-    static FileIdentity IdentityOf(const std::string& path, const std::string& firstTwoLines);
+    // `head`: the file's first kDigestBytes bytes, or all of it when shorter.
+    FileIdentity IdentityOf(const std::string& path, const std::string& head,
+                            const std::string& firstTwoLines) const;
 
-    // Inside an open transaction. Find is true when the file has a mark.
-    bool Find(SQLDB* db, const FileIdentity& file, Mark& mark);
+    // Inside an open transaction. Find is true when the file has a mark; it
+    // then names the file as its mark does, so that Record updates that mark.
+    bool Find(SQLDB* db, FileIdentity& file, Mark& mark);
     // Records the mark; raises the session's exception when it cannot.
     void Record(SQLDB* db, const FileIdentity& file, const Mark& mark);
 
-    // Replaces `codes` and `names` with what waits in the database.
+    // Replaces `codes` and `names` with what waits in the database for this
+    // directory; waiting usage that older versions kept without a directory
+    // is taken over by the first directory that loads it.
     void LoadWaitingUsage(SQLDB* db, UsageTexts& codes, UsageTexts& names);
     // Writes what changed for the keys in `changed` since the last save, and
     // empties `changed`.
@@ -63,10 +80,15 @@ class LoadProgress {
     void Run(SQLDB* db, const std::string& statement);
     bool TablesUsable(SQLDB* db, std::string& reason);
 
+    // The key under which the waiting usage of a request of this directory is kept.
+    std::string StoredUsageKey(const std::string& requestKey) const;
+
+    std::string m_directory;
     bool m_prepared = false;
     bool m_available = false;
     // The files whose mark exists in the database, as found or written by this run.
     std::set<std::string> m_markedFiles;
-    // The request keys that have a row of waiting usage in the database.
+    // The request keys of this directory that have a row of waiting usage
+    // in the database.
     std::set<std::string> m_storedUsageKeys;
 };

@@ -140,6 +140,11 @@ class Parser {
     // For the dispatch and the handlers: refuses the line in hand with its
     // cause; the handler returns what this returns (false).
     bool Refuse(std::string cause);
+    // Says in plain words what is wrong with the line in hand, before an
+    // assertion refuses it; the assertion's own text follows in brackets.
+    void Explain(std::string cause);
+    // "unknown format "X" in field 8 of a request record"
+    static std::string UnknownFormat(const std::string& format, const char* record);
     FileStatistics& CurrentFileStatistics();
 
     // The server that wrote the lines, from the version, general and start-up lines.

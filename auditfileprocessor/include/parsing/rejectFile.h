@@ -1,12 +1,16 @@
 // The reject file: every line that the loader refused, appended with the
 // audit file it came from, its line number and the cause, so that an
 // administrator can look at it, mend it, and load it again. The file is
-// opened on first use, in append mode, never through a symbolic link, and is
-// readable by its owner only (audit lines may name users).
+// opened on first use, in append mode, never through a symbolic link; it is
+// created readable by its owner only (audit lines may name users), and an
+// existing one is refused unless it is the running user's and no other user
+// may read or write it (its group may read it). A failure is recorded among
+// the run's failed outputs.
 //   RejectFile rejects("/var/log/afp/errors.log.rejected");
 //   rejects.Append("/audit/qxes_audit_1.log", 42, "the line has too few fields", rawLine);
-// A record is two lines: "# <audit file>:<line number>: <cause>", then the
-// raw line as it was read (without its line end).
+// A record is two lines: "# <audit file>:<line number>: <cause>", with the
+// control characters of the file name and the cause escaped, then the raw
+// line as it was read (without its line end).
 #pragma once
 
 #include <cstdint>

@@ -14,9 +14,12 @@ class ExitStatus {
     static constexpr int kNoAuditDirectory = 66;     // the audit directory does not exist
     static constexpr int kDatabaseUnavailable = 69;  // the database could not be reached
     static constexpr int kInternalError = 70;        // an unexpected failure
+    static constexpr int kOutputFailed = 73;         // an output could not be written
     static constexpr int kFileStopped = 75;          // a file stopped, waits, or a signal
 
-    // The code for what the run did; the worst outcome wins.
+    // The code for what the run did; the worst outcome wins. An output that
+    // could not be written wins over a stopped file, refused lines and
+    // success: the others are taken up by the next run, a lost output is not.
     static int Of(const RunOutcome& outcome);
     // "loaded", "lines refused", "file stopped", ... : the code in words.
     static const char* Meaning(int status);

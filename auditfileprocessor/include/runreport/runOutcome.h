@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "runStatistics.h"
 
@@ -17,7 +18,8 @@
 enum class RunStage {
     kStarting,            // runtime and message catalogue
     kReadingCommandLine,  // a failure here is a refused command line
-    kConnecting,          // data access layer, dump file, connection
+    kCheckingOutputs,     // the dump file, the run reports' paths
+    kConnecting,          // data access layer, connection
     kConnected,           // the audit tables are described
     kLoading,             // the audit directory is loaded
 };
@@ -39,6 +41,8 @@ struct RunOutcome {
     bool failed = false;             // an exception ended the run
     bool unexpectedFailure = false;  // ... of a kind outside the known families
     bool auditDirectoryMissing = false;
+    // The outputs that could not be written, as FailedOutputs names them.
+    std::vector<std::string> failedOutputs;
     RunStatistics statistics;
 
     std::chrono::system_clock::time_point startTime, endTime;

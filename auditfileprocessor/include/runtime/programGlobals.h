@@ -9,7 +9,8 @@
 extern const char* g_pgm_dir;
 
 // The SQL dump file ("-df"), NULL when no dump is written. Opened by the entry,
-// written by the row-access layer, closed by process exit.
+// written through SqlDumpFile, which closes it at the end of the run or at its
+// first failed write.
 extern FILE* g_SQLDumpFile;
 
 // The full path of the audit file being loaded, for messages.

@@ -1,7 +1,6 @@
 #include "sqldbapi.h"
 
 #include <cstddef>
-#include <cstdio>
 #include <new>
 #include <utility>
 
@@ -9,8 +8,8 @@
 #include "databaseDriver.h"
 #include "krlAssertError.h"
 #include "postgresDriver.h"
-#include "programGlobals.h"
 #include "rdxSqlException.h"
+#include "sqlDumpFile.h"
 #include "sqliteDriver.h"
 
 namespace {
@@ -21,9 +20,7 @@ namespace {
 // read during a run ends at a boundary.
 void DumpTransactionEnd(const char* statement) {
     SQLDB::WriteToDump(statement);
-    if (g_SQLDumpFile != nullptr) {
-        std::fflush(g_SQLDumpFile);
-    }
+    SqlDumpFile::Flush();
 }
 
 const char kSourceFile[] = "auditfileprocessor/source/sqldbapi";
@@ -138,11 +135,9 @@ std::string SQLDB::connect(const std::string& dbName, const std::string& connect
 }
 
 void SQLDB::WriteToDump(const std::string& statement) {
-    if (g_SQLDumpFile == nullptr || statement.empty()) {
-        return;
+    if (!statement.empty()) {
+        SqlDumpFile::WriteStatement(statement);
     }
-    std::fputc('\n', g_SQLDumpFile);
-    std::fwrite(statement.data(), 1, statement.size(), g_SQLDumpFile);
 }
 
 std::string SQLDB::reconnect() {

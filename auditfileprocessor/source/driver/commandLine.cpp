@@ -1,12 +1,15 @@
 #include "commandLine.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 
 #include "fileTools.h"
 #include "messenger.h"
 #include "passwordFile.h"
+#include "passwordMask.h"
 
 namespace {
 
@@ -14,7 +17,7 @@ const int kMinimumArgumentCount = 6;
 const char kDetailed[] = "detailed";
 // Bounds that keep a mistyped value from stalling a scheduled run for days.
 const unsigned long kMaxConnectRetries = 100;
-const unsigned long kMaxLockWaitSeconds = 86400;
+const unsigned long kMaxWaitSeconds = 86400;
 
 void Refuse(int message) {
     Messenger::Get().DisplayMessage(message);
@@ -51,6 +54,14 @@ bool ReadCount(const std::string& option, const std::string& text, unsigned long
     return true;
 }
 
+// Where the connection text begins in a -dbconnect value: after "LOCAL;xx;".
+size_t ConnectionTextStart(const std::string& value) {
+    const size_t local = value.find("LOCAL");
+    const size_t first = local == std::string::npos ? local : value.find(';', local);
+    const size_t second = first == std::string::npos ? first : value.find(';', first + 1);
+    return second == std::string::npos ? 0 : second + 1;
+}
+
 }  // namespace
 
 InformationRequest RequestedInformation(int argc, char** argv) {
@@ -74,6 +85,21 @@ bool DetailedExitStatusRequested(int argc, char** argv) {
         }
     }
     return false;
+}
+
+void HidePasswordArguments(int argc, char** argv) {
+    for (int index = 1; index + 1 < argc; ++index) {
+        const std::string option = stringToLower(argv[index]);
+        char* value = argv[index + 1];
+        if (option == "-dbpass") {
+            std::fill(value, value + std::strlen(value), 'x');
+        } else if (option == "-dbconnect") {
+            char* text = value + ConnectionTextStart(value);
+            for (const auto& [offset, length] : PasswordMask::Find(text)) {
+                std::fill(text + offset, text + offset + length, 'x');
+            }
+        }
+    }
 }
 
 std::string stringToLower(const std::string& text) {
@@ -138,8 +164,8 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
         } else if (option == "-metrics") {
             target = &added.metricsFile;
         }
-        const bool checked =
-            option == "-exitstatus" || option == "-retries" || option == "-lockwait";
+        const bool checked = option == "-exitstatus" || option == "-retries" ||
+                             option == "-lockwait" || option == "-settle";
         if (target != nullptr) {
             if (!GetArgumentValue(argv, argc, ++index, *target)) {
                 return false;
@@ -155,10 +181,11 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
                     return false;
                 }
                 added.detailedExitStatus = true;
-            } else if (!ReadCount(
-                           option, value,
-                           option == "-retries" ? kMaxConnectRetries : kMaxLockWaitSeconds,
-                           option == "-retries" ? added.connectRetries : added.lockWaitSeconds)) {
+            } else if (!ReadCount(option, value,
+                                  option == "-retries" ? kMaxConnectRetries : kMaxWaitSeconds,
+                                  option == "-retries"    ? added.connectRetries
+                                  : option == "-lockwait" ? added.lockWaitSeconds
+                                                          : added.settleSeconds)) {
                 return false;
             }
         } else if (option == "-nbrows" || option == "-exitonerror") {
@@ -237,5 +264,6 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
     options->metricsFile = added.metricsFile;
     options->connectRetries = added.connectRetries;
     options->lockWaitSeconds = added.lockWaitSeconds;
+    options->settleSeconds = added.settleSeconds;
     return true;
 }

@@ -1,12 +1,12 @@
 #include "messenger.h"
 
-#include <fcntl.h>
-
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 
+#include "failedOutputs.h"
 #include "noFollowFile.h"
+#include "oneLine.h"
 #include "qxMessage.h"
 
 std::string Messenger::m_sErrorLogFileName;
@@ -15,8 +15,30 @@ std::string Messenger::m_sAuditLogFileName;
 bool Messenger::m_isParsingNewLog = false;
 std::string Messenger::m_sRefusedErrorLogFileName;
 bool Messenger::m_errorLogWriteFailed = false;
+bool Messenger::m_standardOutputFailed = false;
 
 namespace {
+
+const char kErrorLog[] = "error log";
+const char kStandardOutput[] = "standard output";
+
+// Writes and flushes at once, so that the output is complete if the run dies.
+// False with the system's reason when the text did not reach the file.
+bool WriteOut(FILE* stream, const std::string& text, int& error) {
+    if (std::fwrite(text.data(), 1, text.size(), stream) == text.size() &&
+        std::fflush(stream) == 0) {
+        return true;
+    }
+    error = errno;
+    return false;
+}
+
+// Where a failed output is told when messages cannot be: nothing is left to
+// report a failure of standard error itself.
+void ReportOnStandardError(const std::string& text) {
+    std::fprintf(stderr, "%s\n", text.c_str());
+    std::fflush(stderr);
+}
 
 // Without a catalogue a message still shows its identifier and its inserts.
 std::string FallbackText(int number, size_t insertCount) {
@@ -36,7 +58,13 @@ std::string Messenger::Compose(int number, const std::vector<std::string>& inser
     if (!QXMessage::GetMessage(text, number)) {
         text = FallbackText(number, inserts.size());
     }
-    SubstituteStrings(text, inserts);
+    // Only the inserts: a catalogue text may span lines on purpose (the usage).
+    std::vector<std::string> escaped;
+    escaped.reserve(inserts.size());
+    for (const std::string& insert : inserts) {
+        escaped.push_back(OneLine::Escaped(insert));
+    }
+    SubstituteStrings(text, escaped);
     return text;
 }
 
@@ -66,51 +94,55 @@ void Messenger::OpenErrorLog() {
         m_sErrorLogFileName == m_sRefusedErrorLogFileName) {
         return;
     }
+    std::string reason;
     bool isLink = false;
-    m_fpErrorLogFile = NoFollowFile::Open(m_sErrorLogFileName, O_APPEND, 0666, "a", isLink);
+    m_fpErrorLogFile = NoFollowFile::Open(m_sErrorLogFileName, NoFollowFile::kAppend,
+                                          NoFollowFile::kGroupMayRead, reason, isLink);
     if (m_fpErrorLogFile != nullptr) {
         m_errorLogWriteFailed = false;
-    } else if (isLink) {
-        // Remembered first: the refusal itself then goes to standard output.
-        m_sRefusedErrorLogFileName = m_sErrorLogFileName;
-        Show(55, {m_sErrorLogFileName, "error log"});
+        return;
+    }
+    // Remembered first: the refusal itself then goes to standard output.
+    m_sRefusedErrorLogFileName = m_sErrorLogFileName;
+    FailedOutputs::Record(kErrorLog, m_sErrorLogFileName);
+    if (isLink) {
+        Show(55, {m_sErrorLogFileName, kErrorLog});
+    } else {
+        Show(65, {m_sErrorLogFileName, reason});
     }
 }
 
 void Messenger::WriteToErrorLog(const std::string& text) {
     std::string lines;
     if (m_isParsingNewLog && !m_sAuditLogFileName.empty()) {
-        lines = "***********************************************\n* " + m_sAuditLogFileName + "\n";
-    }
-    lines += text + "\n";
-    // Flushed at once, so that the log is complete if the run dies.
-    const bool written = std::fputs(lines.c_str(), m_fpErrorLogFile) >= 0;
-    const int writeError = errno;
-    if ((!written || std::fflush(m_fpErrorLogFile) != 0) && !m_errorLogWriteFailed) {
-        m_errorLogWriteFailed = true;
-        const std::string report =
-            Compose(54, {m_sErrorLogFileName, std::strerror(written ? errno : writeError)});
-        std::fprintf(stderr, "%s\n", report.c_str());
-        std::fflush(stderr);
+        lines = "***********************************************\n* " +
+                OneLine::Escaped(m_sAuditLogFileName) + "\n";
     }
     m_isParsingNewLog = false;
+    int error = 0;
+    if (!WriteOut(m_fpErrorLogFile, lines + text + "\n", error) && !m_errorLogWriteFailed) {
+        m_errorLogWriteFailed = true;
+        FailedOutputs::Record(kErrorLog, m_sErrorLogFileName);
+        ReportOnStandardError(Compose(54, {m_sErrorLogFileName, std::strerror(error)}));
+    }
 }
 
 void Messenger::DisplayMessage(const std::string& message) {
-    // An audit line may hold NUL bytes; written as they are they would cut the
-    // message short, so they are shown as \0.
-    std::string text = message;
-    for (std::string::size_type at = text.find('\0'); at != std::string::npos;
-         at = text.find('\0', at + 2)) {
-        text.replace(at, 1, "\\0");
-    }
+    Emit(OneLine::Escaped(message));
+}
+
+void Messenger::Emit(const std::string& text) {
     OpenErrorLog();
-    if (m_fpErrorLogFile == nullptr) {
-        std::puts(text.c_str());
-        std::fflush(stdout);
+    if (m_fpErrorLogFile != nullptr) {
+        WriteToErrorLog(text);
         return;
     }
-    WriteToErrorLog(text);
+    int error = 0;
+    if (!WriteOut(stdout, text + "\n", error) && !m_standardOutputFailed) {
+        m_standardOutputFailed = true;
+        FailedOutputs::Record(kStandardOutput, "");
+        ReportOnStandardError(Compose(69, {std::strerror(error)}));
+    }
 }
 
 void Messenger::DisplayMessage(int number) {
@@ -130,5 +162,5 @@ void Messenger::DisplayMessageWithInserts(int number, const std::vector<std::str
 }
 
 void Messenger::Show(int number, const std::vector<std::string>& inserts) {
-    DisplayMessage(Compose(number, inserts));
+    Emit(Compose(number, inserts));
 }

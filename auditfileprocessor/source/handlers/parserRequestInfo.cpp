@@ -74,6 +74,10 @@ bool Parser::ParseRequestInfo(const std::vector<std::string>& fields) {
         }
 
         const std::vector<std::string> svDetails = SplitRequestDetails(line[AuditSupport::message]);
+        if (svDetails.size() != message + 1) {
+            Explain(format + " message has " + std::to_string(svDetails.size()) +
+                    " parts, expected " + std::to_string(message + 1));
+        }
         KRL_ASSERT(svDetails.size() == message + 1, "auditfileprocessor/source/parser", 604);
 
         if (!handlerSupport::WriteUserSource(
@@ -118,6 +122,7 @@ bool Parser::ParseRequestInfo(const std::vector<std::string>& fields) {
         return request.Update(db, newValues);
     }
 
+    Explain(UnknownFormat(format, "a request record"));
     KRL_ASSERT(FALSE, "auditfileprocessor/source/parser", 698);
     return false;
 }

@@ -57,6 +57,7 @@ bool Parser::ParseTarvelInfo(const std::vector<std::string>& fields) {
                                             stamp, kStatusSuccess, line[message]);
     }
 
+    Explain(UnknownFormat(format, "a publishing record"));
     KRL_ASSERT(FALSE, "auditfileprocessor/source/parser", 1177);
     return false;
 }
@@ -71,6 +72,7 @@ bool Parser::ParseTarvelError(const std::vector<std::string>& fields) {
     }
 
     if (line[msg_format] != AuditSupport::GetFormat(AuditSupport::kTRVE)) {
+        Explain(UnknownFormat(line[msg_format], "a publishing error record"));
         KRL_ASSERT(FALSE, "auditfileprocessor/source/parser", 1256);
     }
 

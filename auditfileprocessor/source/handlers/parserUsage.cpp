@@ -25,6 +25,58 @@ using UsageArray = std::vector<std::vector<CodeNameValueTuple>>;
 
 namespace {
 
+std::vector<std::vector<std::string>> UsageFields(const std::string& text) {
+    std::vector<std::vector<std::string>> records(1);
+    records.back().emplace_back();
+    for (char c : text) {
+        if (c == ';') {
+            records.emplace_back(1);
+        } else if (c == ',') {
+            records.back().emplace_back();
+        } else {
+            records.back().back() += c;
+        }
+    }
+    return records;
+}
+
+// What does not fit between a request's usage codes and another of its usage
+// texts, in plain words; empty when their shapes agree.
+std::string UsageMismatch(const std::string& codes, const std::string& other, const char* what) {
+    const auto codeRecords = UsageFields(codes);
+    const auto otherRecords = UsageFields(other);
+    const std::string head = std::string("usage ") + what + " for ";
+    if (codeRecords.size() != otherRecords.size()) {
+        return head + std::to_string(otherRecords.size()) + " records but codes for " +
+               std::to_string(codeRecords.size());
+    }
+    for (size_t record = 0; record < codeRecords.size(); ++record) {
+        const size_t given = otherRecords[record].size(), coded = codeRecords[record].size();
+        if (given == coded) {
+            continue;
+        }
+        // Record 0 lists the dimensions and, last, the measures.
+        const bool dimensions = record == 0;
+        const std::string kind = dimensions ? " dimensions"
+                                 : record + 1 == codeRecords.size()
+                                     ? " measures"
+                                     : " levels of dimension " + std::to_string(record);
+        return head + std::to_string(dimensions ? given - 1 : given) + kind + " but codes for " +
+               std::to_string(dimensions ? coded - 1 : coded);
+    }
+    return "";
+}
+
+bool IsUsageFormat(const std::string& format) {
+    for (AuditSupport::FormatCode code :
+         {AuditSupport::kQXUC, AuditSupport::kQXUH, AuditSupport::kQXUD, AuditSupport::kQXUI}) {
+        if (format == AuditSupport::GetFormat(code)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 struct UsageTables {
     Table* dimensions;
     Table* levels;
@@ -87,6 +139,9 @@ bool InsertUsageRows(SQLDB* db, const UsageTables& tables, const std::string& se
 
 bool Parser::ParseUsage(const std::vector<std::string>& fields) {
     const CheckedLine line(fields);
+    if (!IsUsageFormat(line[msg_format])) {
+        Explain(UnknownFormat(line[msg_format], "a usage record"));
+    }
     // clang-format off
     KRL_ASSERT(0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUC ) ) || 0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUH ) ) || 0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUD ) ) || 0 == strcmp( line[ msg_format ].c_str(), AuditSupport::GetFormat( AuditSupport::kQXUI ) ), "auditfileprocessor/source/parser", 910);
     // clang-format on
@@ -122,14 +177,25 @@ bool Parser::ParseUsage(const std::vector<std::string>& fields) {
         return true;
     }
 
+    std::string mismatch = UsageMismatch(usageCodes, line[message], "counts");
+    if (mismatch.empty()) {
+        mismatch = UsageMismatch(usageCodes, usageNames, "names");
+    }
+    Explain(mismatch);
     UsageArray usageArray;
     qxdsUsageInfoHelper::buildUsageArray(usageCodes, usageNames, line[message], usageArray);
     if (usageArray.empty()) {
-        return Refuse("the usage codes, names and counts of this request do not match");
+        return Refuse(mismatch.empty()
+                          ? "the usage codes, names and counts of this request do not match"
+                          : mismatch);
     }
 
     const std::vector<CodeNameValueTuple>& dimensions = usageArray.front();
     const std::size_t dimensionCount = dimensions.empty() ? 0 : dimensions.size() - 1;
+    if (dimensionCount != 0 && usageArray.size() <= dimensionCount) {
+        Explain("usage codes for " + std::to_string(dimensionCount) +
+                " dimensions but levels for " + std::to_string(usageArray.size() - 1));
+    }
     KRL_ASSERT(dimensionCount == 0 || usageArray.size() > dimensionCount,
                "auditfileprocessor/source/parser", 951);
 

@@ -50,6 +50,7 @@ bool Parser::ParseUserInfo(const std::vector<std::string>& fields) {
         return request.Update(db, newValues);
     }
 
+    Explain(UnknownFormat(line[msg_format], "a user record"));
     KRL_ASSERT(FALSE, "auditfileprocessor/source/parser", 1222);
     return false;
 }

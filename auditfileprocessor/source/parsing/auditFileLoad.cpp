@@ -29,19 +29,15 @@ std::string HeaderText() {
     return header;
 }
 
-// A file that grew after its end was read, or whose last line was cut off a
-// moment ago, is still in the hands of its writer.
-bool StillBeingWritten(const AuditLineReader& reader, AuditLineReader::Status lastStatus) {
+// A file that grew after its end was read, or that was written to within the
+// settle time, may still be in the hands of its writer.
+bool StillBeingWritten(const AuditLineReader& reader, int settleSeconds) {
     uint64_t size = 0;
     if (reader.CurrentSize(size) && size > reader.Offset()) {
         return true;
     }
-    if (lastStatus != AuditLineReader::Status::kUnterminatedLine) {
-        return false;
-    }
-    constexpr std::time_t kWritingSeconds = 60;
     std::time_t modified = 0;
-    return reader.LastModified(modified) && std::time(nullptr) - modified < kWritingSeconds;
+    return reader.LastModified(modified) && std::time(nullptr) - modified < settleSeconds;
 }
 
 bool EndsPass(AuditLineReader::Status status) {
@@ -136,11 +132,19 @@ bool AuditFileLoad::ReadHead(Pass& pass) {
         m_parser.fileDisposable = false;
         return false;
     }
-    m_identity = LoadProgress::IdentityOf(m_path, header + "\n" + m_raw + "\n");
+    std::string head;
+    if (!m_reader.ReadPrefix(LoadProgress::kDigestBytes, head)) {
+        messenger.DisplayMessage(25, m_path);
+        m_parser.fileDisposable = false;
+        pass = Pass::kPutBack;
+        return false;
+    }
+    m_identity = m_parser.m_progress.IdentityOf(m_path, head, header + "\n" + m_raw + "\n");
     return true;
 }
 
 bool AuditFileLoad::FindResumePoint() {
+    m_committedUsage.reset();
     m_txStartLine = 0;
     m_lastHandled = 0;
     m_nextLineOffset = m_reader.Offset();
@@ -163,6 +167,9 @@ bool AuditFileLoad::FindResumePoint() {
         }
         if (marked && !mark.loaded && size >= mark.offset) {
             m_resume = mark.lastLine + 1;
+            // The lines replayed before the resume point must not change
+            // what was committed with it: it is put back once they are read.
+            m_committedUsage = m_parser.m_waitingUsage;
         }
     }
     m_parser.resumeReached = m_resume == 0;
@@ -174,7 +181,7 @@ LineOutcome AuditFileLoad::LoadLines() {
         // Line m_resume is the first one not committed: it and every line
         // after it are written, each exactly once.
         if (!m_parser.resumeReached && m_parser.lineNumber >= m_resume) {
-            m_parser.resumeReached = true;
+            ReachResumePoint();
         }
         if (m_atEnd || StopRequest::Requested()) {
             return LineOutcome::Taken(0);
@@ -197,6 +204,14 @@ LineOutcome AuditFileLoad::LoadLines() {
         if (AtBatchEnd() && m_db->isTransactionOpen()) {
             CommitBatch();
         }
+    }
+}
+
+void AuditFileLoad::ReachResumePoint() {
+    m_parser.resumeReached = true;
+    if (m_committedUsage) {
+        m_parser.m_waitingUsage = std::move(*m_committedUsage);
+        m_committedUsage.reset();
     }
 }
 
@@ -244,6 +259,10 @@ bool AuditFileLoad::AtBatchEnd() const {
 }
 
 AuditFileLoad::Pass AuditFileLoad::FinishLines() {
+    // A file that ends, or fails, before its resume point keeps what was committed.
+    if (!m_parser.resumeReached) {
+        ReachResumePoint();
+    }
     Messenger& messenger = Messenger::Get();
     const bool progressKept = m_parser.m_progress.IsAvailable();
     if (!m_atEnd && !m_readFailed) {
@@ -264,13 +283,16 @@ AuditFileLoad::Pass AuditFileLoad::FinishLines() {
     if (m_db->isTransactionOpen()) {
         CommitBatch();
     }
-    if (!m_readFailed && StillBeingWritten(m_reader, m_status)) {
-        // Its writer still appends to it: continue from here next time.
+    if (!m_readFailed && StillBeingWritten(m_reader, m_parser.options.settleSeconds)) {
+        // Loaded as far as it goes; the next run continues from here, and
+        // sets it aside once it has stayed unchanged for the settle time.
         if (!progressKept) {
             m_parser.AddLineToAuditFilename(m_path, m_lastHandled + 1);
         }
-        messenger.DisplayMessage(50, m_path, std::to_string(m_lastHandled));
-        Statistics().outcome = FileOutcome::kPutBack;
+        messenger.DisplayMessageWithInserts(
+            50, {m_path, std::to_string(m_lastHandled),
+                 std::to_string(m_parser.options.settleSeconds)});
+        Statistics().outcome = FileOutcome::kStillWritten;
         return Pass::kPutBack;
     }
     MarkFileLoaded();

@@ -9,12 +9,14 @@
 
 #include <cstdint>
 #include <exception>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "auditLineReader.h"
 #include "lineOutcome.h"
 #include "loadProgress.h"
+#include "waitingUsage.h"
 
 class Parser;
 class SQLDB;
@@ -47,6 +49,8 @@ class AuditFileLoad {
     // Handles the lines up to the end of the file, a read error or a stop
     // request; returns the outcome of a line that stops the file, if one does.
     LineOutcome LoadLines();
+    // From here on lines are written; the committed waiting usage is back.
+    void ReachResumePoint();
     LineOutcome LoadLineInHand();
     // Reads the line after the one in hand; false at a read error.
     bool ReadNextLine();
@@ -78,6 +82,9 @@ class AuditFileLoad {
     LoadProgress::FileIdentity m_identity;
     // The first line that is not committed yet (0: the whole file).
     uint32_t m_resume = 0;
+    // The waiting usage committed with the file's progress, while the lines
+    // before the resume point are replayed.
+    std::optional<WaitingUsage> m_committedUsage;
     // Where the open transaction began: the resume number if it is rolled back.
     uint32_t m_txStartLine = 0;
     // The last line handled, and where the line after it begins.

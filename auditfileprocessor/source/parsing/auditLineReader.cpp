@@ -115,6 +115,27 @@ bool AuditLineReader::LastModified(std::time_t& when) const {
     return true;
 }
 
+bool AuditLineReader::ReadPrefix(size_t bytes, std::string& prefix) const {
+    prefix.assign(bytes, '\0');
+    size_t got = 0;
+    while (got < bytes) {
+        const ssize_t read =
+            ::pread(m_file.get(), &prefix[got], bytes - got, static_cast<off_t>(got));
+        if (read < 0 && errno == EINTR) {
+            continue;
+        }
+        if (read < 0) {
+            return false;
+        }
+        if (read == 0) {
+            break;
+        }
+        got += static_cast<size_t>(read);
+    }
+    prefix.resize(got);
+    return true;
+}
+
 bool AuditLineReader::CurrentSize(uint64_t& size) const {
     struct stat info;
     if (::fstat(m_file.get(), &info) != 0) {

@@ -139,6 +139,34 @@ std::string Digest(const std::string& text) {
     return hex;
 }
 
+// The digest of a file's first bytes, with how many it covers.
+std::string HeadDigest(const std::string& head) {
+    return Digest(head) + ":" + std::to_string(head.size());
+}
+
+// Whether the file begins with the bytes that `digest` was taken of.
+bool HeadMatches(const std::string& digest, const std::string& head) {
+    const std::string::size_type colon = digest.rfind(':');
+    if (colon == std::string::npos) {
+        return false;
+    }
+    const std::string count = digest.substr(colon + 1);
+    if (count.empty() || count.size() > 9 ||
+        count.find_first_not_of("0123456789") != std::string::npos) {
+        return false;
+    }
+    const size_t bytes = std::stoul(count);
+    return bytes <= head.size() && HeadDigest(head.substr(0, bytes)) == digest;
+}
+
+// The directory as the bookkeeping keys it: as given, without trailing slashes.
+std::string DirectoryKey(std::string directory) {
+    while (directory.size() > 1 && directory.back() == '/') {
+        directory.pop_back();
+    }
+    return directory;
+}
+
 Statement& Where(Statement& statement, const LoadProgress::FileIdentity& file) {
     return statement.Sql(" WHERE FILE_NAME = ")
         .Text(file.name)
@@ -155,15 +183,24 @@ void RunBound(SQLDB* db, Statement& statement) {
 }  // namespace
 
 LoadProgress::FileIdentity LoadProgress::IdentityOf(const std::string& path,
-                                                    const std::string& firstTwoLines) {
-    return FileIdentity{ServerFileName(path), Digest(firstTwoLines)};
+                                                    const std::string& head,
+                                                    const std::string& firstTwoLines) const {
+    const std::string serverName = ServerFileName(path);
+    return FileIdentity{m_directory + "/" + serverName, HeadDigest(head), head, serverName,
+                        firstTwoLines};
 }
 
-void LoadProgress::Prepare(SQLDB* db) {
+std::string LoadProgress::StoredUsageKey(const std::string& requestKey) const {
+    // Tabs separate an audit line's fields, so no request key holds one.
+    return m_directory + '\t' + requestKey;
+}
+
+void LoadProgress::Prepare(SQLDB* db, const std::string& auditDirectory) {
     if (m_prepared) {
         return;
     }
     m_prepared = true;
+    m_directory = DirectoryKey(auditDirectory);
     std::string reason;
     if (!TablesUsable(db, reason)) {
         try {
@@ -210,22 +247,44 @@ bool LoadProgress::TablesUsable(SQLDB* db, std::string& reason) {
     }
 }
 
-bool LoadProgress::Find(SQLDB* db, const FileIdentity& file, Mark& mark) {
+bool LoadProgress::Find(SQLDB* db, FileIdentity& file, Mark& mark) {
     Statement statement;
-    Where(statement.Sql("SELECT LAST_LINE, FILE_OFFSET, LOADED FROM QXES_LOAD_PROGRESS"), file);
+    statement
+        .Sql(
+            "SELECT FILE_NAME, FILE_DIGEST, LAST_LINE, FILE_OFFSET, LOADED FROM "
+            "QXES_LOAD_PROGRESS WHERE FILE_NAME = ")
+        .Text(file.name)
+        .Sql(" OR FILE_NAME = ")
+        .Text(file.legacyName);
     SQLDB::WriteToDump(statement.text());
-    const SqlDA* found = db->execute(statement.Bound(), SQLDB::kQuery);
-    const SqlDA* row = found != nullptr ? db->fetch() : nullptr;
-    const std::string key = file.name + '\t' + file.digest;
-    m_markedFiles.erase(key);
-    if (row != nullptr && row->row.size() == 3 && row->row[0] && row->row[1] && row->row[2]) {
-        mark.lastLine = static_cast<uint32_t>(std::stoul(*row->row[0]));
-        mark.offset = std::stoull(*row->row[1]);
-        mark.loaded = *row->row[2] != "0";
-        m_markedFiles.insert(key);
+    bool found = false;
+    if (db->execute(statement.Bound(), SQLDB::kQuery) != nullptr) {
+        for (const SqlDA* row = db->fetch(); row != nullptr && !found; row = db->fetch()) {
+            const auto& values = row->row;
+            if (values.size() != 5 || !values[0] || !values[1] || !values[2] || !values[3] ||
+                !values[4]) {
+                continue;
+            }
+            const bool ours = *values[0] == file.name;
+            found = ours ? HeadMatches(*values[1], file.head)
+                         : *values[1] == Digest(file.firstTwoLines);
+            if (found) {
+                file.name = *values[0];
+                file.digest = *values[1];
+                mark.lastLine = static_cast<uint32_t>(std::stoul(*values[2]));
+                mark.offset = std::stoull(*values[3]);
+                mark.loaded = *values[4] != "0";
+            }
+        }
     }
     db->freeRequest();
-    return m_markedFiles.count(key) != 0;
+    const std::string key = file.name + '\t' + file.digest;
+    if (found) {
+        m_markedFiles.insert(key);
+    } else {
+        m_markedFiles.erase(key);
+    }
+    return found;
 }
 
 void LoadProgress::Record(SQLDB* db, const FileIdentity& file, const Mark& mark) {
@@ -271,12 +330,23 @@ void LoadProgress::LoadWaitingUsage(SQLDB* db, UsageTexts& codes, UsageTexts& na
     const std::string statement =
         "SELECT REQUEST_KEY, USAGE_CODES, USAGE_NAMES FROM QXES_USAGE_PENDING";
     SQLDB::WriteToDump(statement);
+    const std::string ours = StoredUsageKey("");
+    std::vector<std::string> unowned;
     if (db->execute(statement, SQLDB::kQuery) != nullptr) {
         for (const SqlDA* row = db->fetch(); row != nullptr; row = db->fetch()) {
             if (row->row.size() != 3 || !row->row[0]) {
                 continue;
             }
-            const std::string& key = *row->row[0];
+            const std::string& stored = *row->row[0];
+            std::string key;
+            if (stored.compare(0, ours.size(), ours) == 0) {
+                key = stored.substr(ours.size());
+            } else if (stored.find('\t') == std::string::npos) {
+                key = stored;
+                unowned.push_back(stored);
+            } else {
+                continue;  // another directory's
+            }
             m_storedUsageKeys.insert(key);
             if (row->row[1]) {
                 codes.emplace(key, *row->row[1]);
@@ -287,6 +357,14 @@ void LoadProgress::LoadWaitingUsage(SQLDB* db, UsageTexts& codes, UsageTexts& na
         }
     }
     db->freeRequest();
+    for (const std::string& key : unowned) {
+        Statement adopt;
+        adopt.Sql("UPDATE QXES_USAGE_PENDING SET REQUEST_KEY = ")
+            .Text(StoredUsageKey(key))
+            .Sql(" WHERE REQUEST_KEY = ")
+            .Text(key);
+        RunBound(db, adopt);
+    }
 }
 
 void LoadProgress::SaveWaitingUsage(SQLDB* db, const UsageTexts& codes, const UsageTexts& names,
@@ -310,14 +388,14 @@ void LoadProgress::SaveWaitingUsage(SQLDB* db, const UsageTexts& codes, const Us
                 .Sql(", SAVED_AT = ")
                 .Stamp(now)
                 .Sql(" WHERE REQUEST_KEY = ")
-                .Text(key);
+                .Text(StoredUsageKey(key));
             RunBound(db, statement);
         } else if (waiting) {
             statement
                 .Sql(
                     "INSERT INTO QXES_USAGE_PENDING (REQUEST_KEY, USAGE_CODES, USAGE_NAMES, "
                     "SAVED_AT) VALUES (")
-                .Text(key)
+                .Text(StoredUsageKey(key))
                 .Sql(", ")
                 .TextOf(codes, key)
                 .Sql(", ")
@@ -328,7 +406,8 @@ void LoadProgress::SaveWaitingUsage(SQLDB* db, const UsageTexts& codes, const Us
             RunBound(db, statement);
             m_storedUsageKeys.insert(key);
         } else if (stored) {
-            statement.Sql("DELETE FROM QXES_USAGE_PENDING WHERE REQUEST_KEY = ").Text(key);
+            statement.Sql("DELETE FROM QXES_USAGE_PENDING WHERE REQUEST_KEY = ")
+                .Text(StoredUsageKey(key));
             RunBound(db, statement);
             m_storedUsageKeys.erase(key);
         }

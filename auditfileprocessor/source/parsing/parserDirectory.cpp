@@ -49,7 +49,7 @@ void Parser::ParseDir() {
     if (m_statistics.interrupted) {
         return;
     }
-    m_progress.Prepare(db);
+    m_progress.Prepare(db, directory);
     if (m_progress.IsAvailable()) {
         // Progress and rows now vanish together: only a file's last commit
         // needs to wait for the disk.

@@ -39,6 +39,11 @@ int32_t DecimalValue(const std::string& text) {
     return static_cast<int32_t>(value);
 }
 
+std::string UnknownComponent(const std::string& component, const char* record) {
+    return "unknown component \"" + component + "\" in field " +
+           std::to_string(AuditSupport::component_id + 1) + " of " + record;
+}
+
 }  // namespace
 
 void Parser::ChangeLineState(std::vector<std::string>& fields) {
@@ -137,6 +142,7 @@ bool Parser::ParseError(std::vector<std::string>& fields) {
     if (component == GetComponent(AuditSupport::kQXPB)) {
         return ParseTarvelError(fields);
     }
+    Explain(UnknownComponent(component, "an error record"));
     KRL_ASSERT(FALSE, "auditfileprocessor/source/parser", 461);
     return false;
 }
@@ -168,6 +174,7 @@ bool Parser::ParseInfo(std::vector<std::string>& fields) {
     if (component == GetComponent(AuditSupport::kQXPB)) {
         return ParseTarvelInfo(fields);
     }
+    Explain(UnknownComponent(component, "an information record"));
     KRL_ASSERT(FALSE, "auditfileprocessor/source/parser", 498);
     return false;
 }

@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "auditSupport.h"
 #include "krlAssertError.h"
 #include "messenger.h"
 #include "parser.h"
@@ -19,14 +20,18 @@ namespace {
 
 constexpr size_t kLineShownBytes = 1000;
 
-std::string AssertionCause(const KRLAssertError& error) {
-    std::string cause = "the line does not have the form its record needs (";
-    cause += error.what();
+// What was wrong in plain words when the handler said so, then the
+// assertion and where it failed, for developers.
+std::string AssertionCause(const KRLAssertError& error, const std::string& explained) {
+    std::string assertion = error.what();
     if (!error.getBackTrace().empty()) {
         const ExceptionLocation& where = error.getBackTrace().front();
-        cause += " at " + where.file + ":" + std::to_string(where.line);
+        assertion += " at " + where.file + ":" + std::to_string(where.line);
     }
-    return cause + ")";
+    if (!explained.empty()) {
+        return explained + " [" + assertion + "]";
+    }
+    return "the line does not have the form its record needs (" + assertion + ")";
 }
 
 std::string TextOf(const CPPWebException& error) {
@@ -49,6 +54,15 @@ FileStatistics& Parser::CurrentFileStatistics() {
 bool Parser::Refuse(std::string cause) {
     m_lineRefusal = std::move(cause);
     return false;
+}
+
+void Parser::Explain(std::string cause) {
+    m_lineRefusal = std::move(cause);
+}
+
+std::string Parser::UnknownFormat(const std::string& format, const char* record) {
+    return "unknown format \"" + format + "\" in field " +
+           std::to_string(AuditSupport::msg_format + 1) + " of " + record;
 }
 
 void Parser::ReplayLine(std::vector<std::string>& fields, AuditLineReader::Status status) {
@@ -82,7 +96,7 @@ LineOutcome Parser::HandleLine(std::vector<std::string>& fields, AuditLineReader
         m_lineRefusal.clear();
         return LineOutcome::StopsFile(TextOf(error), error.getStatus());
     } catch (const KRLAssertError& error) {
-        cause = AssertionCause(error);
+        cause = AssertionCause(error, m_lineRefusal);
     } catch (const CPPWebException& error) {
         cause = TextOf(error);
     } catch (const std::out_of_range&) {

@@ -1,11 +1,14 @@
 #include "rejectFile.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <utility>
+
+#include "failedOutputs.h"
+#include "noFollowFile.h"
+#include "oneLine.h"
 
 RejectFile::RejectFile(std::string path) : m_path(std::move(path)) {}
 
@@ -15,17 +18,21 @@ bool RejectFile::Append(const std::string& auditFile, uint64_t lineNumber, const
         return true;
     }
     if (!m_file.valid()) {
-        m_file = FileDescriptor::Open(m_path,
-                                      O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+        bool isLink = false;
+        m_file = NoFollowFile::OpenDescriptor(m_path, NoFollowFile::kAppend,
+                                              NoFollowFile::kGroupMayRead, reason, isLink);
         if (!m_file.valid()) {
-            reason = std::string("cannot open it: ") + std::strerror(errno);
+            reason = "cannot open it: " + reason;
+            FailedOutputs::Record("reject file", m_path);
             return false;
         }
     }
     // One write per record, so that two loaders appending to the same file
-    // never interleave their records.
-    const std::string record =
-        "# " + auditFile + ":" + std::to_string(lineNumber) + ": " + cause + "\n" + rawLine + "\n";
+    // never interleave their records. The raw line is kept as it was read, to
+    // be mended and loaded again; it holds no line end.
+    const std::string record = "# " + OneLine::Escaped(auditFile) + ":" +
+                               std::to_string(lineNumber) + ": " + OneLine::Escaped(cause) + "\n" +
+                               rawLine + "\n";
     size_t written = 0;
     while (written < record.size()) {
         const ssize_t count =
@@ -36,6 +43,7 @@ bool RejectFile::Append(const std::string& auditFile, uint64_t lineNumber, const
         if (count <= 0) {
             reason = std::string("cannot write it: ") +
                      (count < 0 ? std::strerror(errno) : "nothing was written");
+            FailedOutputs::Record("reject file", m_path);
             return false;
         }
         written += static_cast<size_t>(count);

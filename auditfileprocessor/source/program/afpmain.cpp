@@ -1,12 +1,9 @@
 // The life of one run: find the program directory, set up the locale and the
-// message catalogue, read the command line, then connect and load every audit
-// file. Every failure ends in one outer handler that shows one message. A run
-// that connected ends with its summary message; the run reports are written
-// last. The exit status is 0 unless "-exitstatus detailed" asks for one that
-// tells how the run went.
-#include <fcntl.h>
-#include <sys/stat.h>
-
+// message catalogue, read the command line, check the outputs, then connect
+// and load every audit file. Every failure ends in one outer handler that
+// shows one message. A run that connected ends with its summary message; the
+// run reports are written last. The exit status is 0 unless "-exitstatus
+// detailed" asks for one that tells how the run went.
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -19,10 +16,12 @@
 #include "dataAccessLayer.h"
 #include "directoryLister.h"
 #include "exitStatus.h"
+#include "failedOutputs.h"
 #include "messenger.h"
 #include "metricsReport.h"
 #include "noFollowFile.h"
 #include "parser.h"
+#include "passwordMask.h"
 #include "processingLocale.h"
 #include "programDirectory.h"
 #include "programGlobals.h"
@@ -30,6 +29,7 @@
 #include "rdxSqlException.h"
 #include "runOutcome.h"
 #include "runReport.h"
+#include "sqlDumpFile.h"
 #include "sqldbapi.h"
 #include "stopRequest.h"
 
@@ -38,7 +38,9 @@ namespace {
 const char kSourceFile[] = "afpmain";
 const char kFunction[] = "qxesauditfileprocessor::main";
 const char kVersion[] = AFP_VERSION;
-const char kMaskedPassword[] = "********";
+const char kSqlDump[] = "SQL dump";
+const char kRunReport[] = "run report";
+const char kMetricsFile[] = "metrics file";
 constexpr size_t kDumpBufferBytes = 1 << 20;
 
 ExceptionLocation At(int line) {
@@ -59,58 +61,96 @@ void SetUpMessages() {
     QXMessage::SetLanguage(LanguageOfLocale(locale), CurrentLocaleEncoding());
 }
 
-// The dump holds the password, so only its owner may read it. A dump that
-// cannot be opened is no error: the run goes on without one. A symbolic link
-// is refused: following it would truncate and re-mode whatever it points to.
+void ShowDumpFailure(const std::string& path, const std::string& reason) {
+    Messenger::Get().DisplayMessage(66, path, reason);
+}
+
+// An output that cannot be used stops the run before anything is loaded: the
+// dump is the record of every statement that the administrator asked for,
+// which the loaded files, once renamed, cannot give again; a report path
+// would only fail at the end, after the work.
+void CheckRunReportPath(const std::string& path, const char* kind) {
+    std::string reason;
+    if (!path.empty() && !AtomicFile::CanReplace(path, reason)) {
+        FailedOutputs::Record(kind, path);
+        throw CPPWebException(Messenger::Compose(67, {path, kind, reason}), 1, At(__LINE__));
+    }
+}
+
+// The dump is created private to its owner (it holds audit values); a
+// symbolic link is refused: following it would truncate what it points to.
 void OpenSqlDumpFile(const std::string& path) {
     if (path.empty() || g_SQLDumpFile != nullptr) {
         return;
     }
+    std::string reason;
     bool isLink = false;
-    g_SQLDumpFile = NoFollowFile::Open(path, O_TRUNC, S_IRUSR | S_IWUSR, "w", isLink);
-    if (isLink) {
-        Messenger::Get().DisplayMessage(55, path, "SQL dump");
+    FILE* stream =
+        NoFollowFile::Open(path, NoFollowFile::kTruncate, NoFollowFile::kOwnerOnly, reason, isLink);
+    if (stream == nullptr) {
+        FailedOutputs::Record(kSqlDump, path);
+        if (isLink) {
+            Messenger::Get().DisplayMessage(55, path, kSqlDump);
+        }
+        throw CPPWebException(Messenger::Compose(64, {path, reason}), 1, At(__LINE__));
     }
     // The dump is pushed out at transaction boundaries; a large buffer spares
     // the many small writes of the default one in between.
     // (The C library only honours the size of a buffer it is given.)
     static char buffer[kDumpBufferBytes];
-    if (g_SQLDumpFile != nullptr) {
-        std::setvbuf(g_SQLDumpFile, buffer, _IOFBF, sizeof buffer);
-    }
-    struct stat status;
-    // Only a regular file is made private: a dump to /dev/null must not change the device.
-    if (g_SQLDumpFile != nullptr && ::fstat(fileno(g_SQLDumpFile), &status) == 0 &&
-        S_ISREG(status.st_mode)) {
-        ::fchmod(fileno(g_SQLDumpFile), S_IRUSR | S_IWUSR);
-    }
+    std::setvbuf(stream, buffer, _IOFBF, sizeof buffer);
+    SqlDumpFile::Start(stream, path, ShowDumpFailure);
 }
 
-// A password read from a file stays out of the dump too.
+// No password is kept in the dump: not -dbpass, not the file's, not one
+// written inside the connection text.
 void WriteConnectionToDump(const AFPOptions& options, const std::string& description) {
-    if (g_SQLDumpFile == nullptr) {
-        return;
+    SqlDumpFile::Write(options.dbName + "\t" + PasswordMask::Masked(options.dbConnect) + "\t" +
+                       options.dbUser + "\t" + PasswordMask::kMask + "\t" + options.dbType + "\n" +
+                       description + "\n");
+    // The session's setting that decides what its statements mean, so that a
+    // replay into a database whose default differs stores the same values.
+    if (options.dbType == "PG") {
+        SQLDB::WriteToDump("SET standard_conforming_strings TO on");
     }
-    const std::string password =
-        options.passwordFile.empty() ? options.dbPassword : std::string(kMaskedPassword);
-    const std::string lines = options.dbName + "\t" + options.dbConnect + "\t" + options.dbUser +
-                              "\t" + password + "\t" + options.dbType + "\n" + description + "\n";
-    std::fwrite(lines.data(), 1, lines.size(), g_SQLDumpFile);
-    std::fflush(g_SQLDumpFile);
+    SqlDumpFile::Flush();
+}
+
+// The database's own reason, which follows the fixed sentence of the failure.
+std::string ConnectionCause(const RDXSQLException& error) {
+    const std::string& text = error.getErrorCodeMessage();
+    const size_t reason = text.find(". ");
+    return reason == std::string::npos ? "status " + std::to_string(error.getStatus())
+                                       : text.substr(reason + 2);
+}
+
+std::string Connect(SQLDB& db, const AFPOptions& options) {
+    try {
+        return db.connect(options.dbName, options.dbConnect, options.dbType, options.dbUser,
+                          options.dbPassword);
+    } catch (const RDXSQLException& error) {
+        // The fixed text first, as ever; then a numbered message for those
+        // who watch the log for numbers.
+        Messenger::Get().DisplayMessage(error.getErrorCodeMessage());
+        throw CPPWebException(Messenger::Compose(68, {options.dbName, ConnectionCause(error)}), 1,
+                              At(__LINE__));
+    }
 }
 
 void LoadAuditFiles(const AFPOptions& options, RunOutcome& outcome) {
     // From here on SIGTERM and SIGINT end the run at the next line, cleanly.
     const StopRequest::Guard stopOnSignal;
+    outcome.stage = RunStage::kCheckingOutputs;
+    CheckRunReportPath(options.reportFile, kRunReport);
+    CheckRunReportPath(options.metricsFile, kMetricsFile);
+    OpenSqlDumpFile(options.sqlDumpFile);
     outcome.stage = RunStage::kConnecting;
     if (rdxProcessInitialize(kProgramName) < 0) {
         throw CPPWebException(37, 1, At(112));
     }
-    OpenSqlDumpFile(options.sqlDumpFile);
     auto db = std::make_unique<SQLDB>();
     db->setLockWaitSeconds(options.lockWaitSeconds);
-    const std::string description = db->connect(options.dbName, options.dbConnect, options.dbType,
-                                                options.dbUser, options.dbPassword);
+    const std::string description = Connect(*db, options);
     outcome.stage = RunStage::kConnected;
     WriteConnectionToDump(options, description);
     // The parser goes before the session that it uses.
@@ -146,7 +186,9 @@ bool Run(int argc, char** argv, AFPOptions& options, RunOutcome& outcome) {
             break;
     }
     outcome.stage = RunStage::kReadingCommandLine;
-    if (!ProcessCommandLine(argc, argv, &options)) {
+    const bool accepted = ProcessCommandLine(argc, argv, &options);
+    HidePasswordArguments(argc, argv);
+    if (!accepted) {
         throw CPPWebException(8, 1, At(105));
     }
     Messenger::m_sErrorLogFileName = options.errorLogFile;
@@ -154,16 +196,20 @@ bool Run(int argc, char** argv, AFPOptions& options, RunOutcome& outcome) {
     return true;
 }
 
-void WriteRunReport(const std::string& path, const std::string& content) {
+// A report path refused at the start is not tried again.
+void WriteRunReport(const std::string& path, const char* kind, const std::string& content) {
     std::string reason;
-    if (!path.empty() && !AtomicFile::Write(path, content, reason)) {
-        Messenger::Get().DisplayMessage(61, path, reason);
+    if (!path.empty() && !FailedOutputs::Contains(kind, path) &&
+        !AtomicFile::Write(path, content, reason)) {
+        FailedOutputs::Record(kind, path);
+        Messenger::Get().DisplayMessageWithInserts(61, {path, reason, kind});
     }
 }
 
 // The summary, the run reports and the exit status, once the run has ended
 // however it ended.
 int FinishRun(int argc, char** argv, const AFPOptions& options, RunOutcome& outcome) {
+    SqlDumpFile::Close();
     outcome.Finish();
     if (outcome.Connected()) {
         // The summary belongs to no audit file: no banner before it.
@@ -181,13 +227,18 @@ int FinishRun(int argc, char** argv, const AFPOptions& options, RunOutcome& outc
              std::to_string(statistics.Count(FileOutcome::kStillWritten)),
              std::to_string(statistics.Count(FileOutcome::kWaiting))});
     }
-    const int status = ExitStatus::Of(outcome);
     // Existing schedules rely on 0 whatever happened; the detailed status is asked for.
     const bool detailed = options.detailedExitStatus || DetailedExitStatusRequested(argc, argv);
-    const int exitStatus = detailed ? status : 0;
-    WriteRunReport(options.reportFile, RunReport(outcome, kVersion, status, exitStatus).Json());
-    WriteRunReport(options.metricsFile, MetricsReport(outcome, kVersion, status).Text());
-    return exitStatus;
+    outcome.failedOutputs = FailedOutputs::List();
+    const int status = ExitStatus::Of(outcome);
+    WriteRunReport(options.reportFile, kRunReport,
+                   RunReport(outcome, kVersion, status, detailed ? status : 0).Json());
+    WriteRunReport(options.metricsFile, kMetricsFile,
+                   MetricsReport(outcome, kVersion, status).Text());
+    // Both reports tell the same status; only the exit status also counts a
+    // report that could not be written.
+    outcome.failedOutputs = FailedOutputs::List();
+    return detailed ? ExitStatus::Of(outcome) : 0;
 }
 
 }  // namespace

@@ -36,6 +36,32 @@ bool WriteAll(int descriptor, const std::string& content) {
     return true;
 }
 
+// What the file replaces must be the running user's own regular file, if
+// anything: the run's reports never take another user's name.
+bool TargetReplaceable(const std::string& path, std::string& reason) {
+    struct stat status;
+    if (::lstat(path.c_str(), &status) != 0) {
+        if (errno == ENOENT) {
+            return true;
+        }
+        reason = std::strerror(errno);
+        return false;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        reason = "it is not a regular file";
+    } else if (status.st_uid != ::geteuid()) {
+        reason = "it belongs to another user";
+    }
+    return reason.empty();
+}
+
+// A private temporary file beside `path`; a leading dot and a suffix keep
+// collectors that read "*.prom" or "*.json" away from it.
+FileDescriptor CreateTemporary(const std::string& path, std::string& temporary) {
+    temporary = DirectoryOf(path) + "/." + path.substr(path.rfind('/') + 1) + ".XXXXXX";
+    return FileDescriptor(::mkostemp(temporary.data(), O_CLOEXEC));
+}
+
 // The mode a plain new file would get, since the temporary file starts private.
 mode_t NewFileMode() {
     const mode_t mask = ::umask(0);
@@ -45,12 +71,26 @@ mode_t NewFileMode() {
 
 }  // namespace
 
+bool AtomicFile::CanReplace(const std::string& path, std::string& reason) {
+    if (!TargetReplaceable(path, reason)) {
+        return false;
+    }
+    std::string temporary;
+    FileDescriptor file = CreateTemporary(path, temporary);
+    if (!file.valid() || ::unlink(temporary.c_str()) != 0) {
+        reason = std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
 bool AtomicFile::Write(const std::string& path, const std::string& content, std::string& reason) {
+    if (!TargetReplaceable(path, reason)) {
+        return false;
+    }
     const std::string directory = DirectoryOf(path);
-    const std::string name = path.substr(path.rfind('/') + 1);
-    // A leading dot and a suffix keep collectors that read "*.prom" or "*.json" away from it.
-    std::string temporary = directory + "/." + name + ".XXXXXX";
-    FileDescriptor file(::mkostemp(temporary.data(), O_CLOEXEC));
+    std::string temporary;
+    FileDescriptor file = CreateTemporary(path, temporary);
     if (!file.valid()) {
         reason = std::strerror(errno);
         return false;
@@ -64,6 +104,9 @@ bool AtomicFile::Write(const std::string& path, const std::string& content, std:
         return false;
     }
     // The rename itself survives a crash only once the directory is on disk.
-    FileTools::SyncDirectory(directory);
+    if (!FileTools::SyncDirectory(directory)) {
+        reason = std::string("its directory could not be flushed to disk: ") + std::strerror(errno);
+        return false;
+    }
     return true;
 }

@@ -16,31 +16,39 @@ int OfStatistics(const RunStatistics& statistics) {
     return statistics.LinesRefused() > 0 ? ExitStatus::kLinesRefused : ExitStatus::kLoaded;
 }
 
-}  // namespace
-
-int ExitStatus::Of(const RunOutcome& outcome) {
-    if (!outcome.failed) {
-        return OfStatistics(outcome.statistics);
-    }
+// The run ended early: the code of the step it ended in.
+int OfFailure(const RunOutcome& outcome) {
     // Also an empty argument, which fails outside the known families.
     if (outcome.stage == RunStage::kReadingCommandLine) {
-        return kUsage;
+        return ExitStatus::kUsage;
     }
     if (outcome.unexpectedFailure) {
-        return kInternalError;
+        return ExitStatus::kInternalError;
     }
     switch (outcome.stage) {
         case RunStage::kStarting:
         case RunStage::kReadingCommandLine:
-            return kInternalError;
+            return ExitStatus::kInternalError;
+        case RunStage::kCheckingOutputs:
+            return ExitStatus::kOutputFailed;
         case RunStage::kConnecting:
         case RunStage::kConnected:
-            return kDatabaseUnavailable;
+            return ExitStatus::kDatabaseUnavailable;
         case RunStage::kLoading:
             break;
     }
     // Whatever stops the scan leaves the rest of the directory for the next run.
-    return outcome.auditDirectoryMissing ? kNoAuditDirectory : kFileStopped;
+    return outcome.auditDirectoryMissing ? ExitStatus::kNoAuditDirectory : ExitStatus::kFileStopped;
+}
+
+}  // namespace
+
+int ExitStatus::Of(const RunOutcome& outcome) {
+    const int status = outcome.failed ? OfFailure(outcome) : OfStatistics(outcome.statistics);
+    const bool outputFailureWins =
+        !outcome.failedOutputs.empty() &&
+        (status == kLoaded || status == kLinesRefused || status == kFileStopped);
+    return outputFailureWins ? kOutputFailed : status;
 }
 
 const char* ExitStatus::Meaning(int status) {
@@ -57,6 +65,8 @@ const char* ExitStatus::Meaning(int status) {
             return "database unavailable";
         case kFileStopped:
             return "file stopped";
+        case kOutputFailed:
+            return "output not written";
         default:
             return "internal error";
     }

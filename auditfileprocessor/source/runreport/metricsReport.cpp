@@ -48,7 +48,8 @@ std::string MetricsReport::Text() const {
              m_outcome.ElapsedSecondsText());
     AddGauge(text, "last_run_status",
              "The last run's result as its detailed exit status: 0 loaded, 64 usage, 65 lines "
-             "refused, 66 no audit directory, 69 database unavailable, 70 internal, 75 stopped.",
+             "refused, 66 no audit directory, 69 database unavailable, 70 internal, 73 output not "
+             "written, 75 stopped.",
              std::to_string(m_status));
     AddGauge(text, "last_run_connected", "1 when the last run reached the database.",
              m_outcome.Connected() ? "1" : "0");

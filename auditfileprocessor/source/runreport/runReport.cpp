@@ -43,6 +43,7 @@ std::string RunReport::Json() const {
           {"linesRefused", statistics.LinesRefused()},
           {"rowsWritten", statistics.RowsWritten()}}},
         {"files", files},
+        {"outputsFailed", m_outcome.failedOutputs},
     };
     // Paths are bytes of the file system: invalid UTF-8 in one must not stop the report.
     return report.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + "\n";

@@ -15,6 +15,7 @@
 #include "../../support/thrown.h"
 #include "commandLine.h"
 #include "messenger.h"
+#include "passwordMask.h"
 #include "programGlobals.h"
 
 namespace {
@@ -277,3 +278,27 @@ TEST(Messenger, ErrorLogHasOneBannerPerAuditFileWithMessagesAndIsAppended) {
 }
 
 }  // namespace
+
+TEST(PasswordMask, MasksEveryPasswordOfAConnectionTextAndOfTheArguments) {
+    const struct {
+        std::string text, masked;
+    } cases[] = {
+        {"host=h user=%s password=%s", "host=h user=%s password=%s"},
+        {"password = 'a \\' b' host=h", "password = ******** host=h"},
+        {"passfile=/p password=s\\ x  port=1", "passfile=/p password=********  port=1"},
+        {"LOCAL;PG;postgresql://ann:s%40@h:1/db?password=q&sslmode=require",
+         "LOCAL;PG;postgresql://ann:********@h:1/db?password=********&sslmode=require"},
+        {"postgres://ann@h/db?x=password=1", "postgres://ann@h/db?x=password=1"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(PasswordMask::Masked(c.text), c.masked) << c.text;
+    }
+    std::vector<std::string> arguments = {
+        "afp", "-DBPASS", "s3cret", "-dbuser", "ann", "-dbconnect", "LOCAL;PG;password=pw"};
+    std::vector<char*> argv;
+    for (std::string& argument : arguments) {
+        argv.push_back(argument.data());
+    }
+    HidePasswordArguments(static_cast<int>(argv.size()), argv.data());
+    EXPECT_EQ(arguments[2] + arguments[4] + arguments[6], "xxxxxxannLOCAL;PG;password=xx");
+}

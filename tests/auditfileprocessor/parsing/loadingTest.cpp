@@ -238,12 +238,11 @@ TEST(LoadingDump, EveryRecordKindBecomesTheExpectedStatements) {
     EXPECT_EQ(WithoutSummary(result.out), "");
 
     const std::string dump = ReadFile(dir / "dump.sql");
-    // The connection options (the password as it is), then the connection report.
-    EXPECT_EQ(
-        dump.rfind(database.dbName() + "\t\t" + database.dbUser() + "\t" + database.dbPassword() +
-                       "\tSQ\nDatabase: " + database.dbName() + " Server Version: ",
-                   0),
-        0u)
+    // The connection options (the password masked), then the connection report.
+    EXPECT_EQ(dump.rfind(database.dbName() + "\t\t" + database.dbUser() +
+                             "\t********\tSQ\nDatabase: " + database.dbName() + " Server Version: ",
+                         0),
+              0u)
         << dump.substr(0, 200);
     const Names expected = statements(ReadFile(data + "qxes_audit_allformats.sql"));
     ASSERT_EQ(expected.size(), 35u);
