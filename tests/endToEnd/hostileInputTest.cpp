@@ -142,6 +142,7 @@ std::vector<HostileCase> HostileCases() {
               "has 7 fields")},
          {},
          kCut},
+        {"growing", {Good(Request("H14"))}, {"AFP-0050"}, kCut | kFresh},
         {"utf8",
          {Bad(Request("H11\xff", "Sa\xc3les", "\xed\xa0\x80\xc0\xaf"), "is not valid UTF-8"),
           Bad(InfoLine("H11", "QXDS", "USR", "\xf8\x88\x80\x80\x80"),
@@ -201,8 +202,6 @@ std::vector<HostileCase> HostileCases() {
         // A request that runs on into the next file by name order.
         {"split1", {Good(split.substr(0, cut))}},
         {"split2", {Good(split.substr(cut))}},
-        // Last: the files after one still being written wait for it.
-        {"growing", {Good(Request("H14"))}, {"AFP-0050"}, kCut | kFresh},
     };
 }
 

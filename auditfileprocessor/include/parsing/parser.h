@@ -118,7 +118,7 @@ class Parser {
     // regular files are reported and counted as skipped.
     std::vector<std::string> ListAuditFiles(const std::string& directory);
     // Claims and loads one file: false when loading of the directory stops at
-    // it (it could not be claimed or read, or was put back before its end).
+    // it (it could not be claimed or read).
     bool TakeFile(const std::string& path);
     // Counts names[first..] as waiting behind stopPath, and says so.
     void LeaveWaiting(const std::string& stopPath, const std::vector<std::string>& names,

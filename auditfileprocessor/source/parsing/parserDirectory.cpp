@@ -151,7 +151,9 @@ bool Parser::TakeFile(const std::string& path) {
             if (file.outcome == FileOutcome::kSkipped) {
                 file.outcome = FileOutcome::kStopped;
             }
-            return file.outcome == FileOutcome::kLoaded || file.outcome == FileOutcome::kSetAside;
+            // A file put back while still written goes on to the next: its
+            // writer appends to it after the lines of the files after it.
+            return file.outcome != FileOutcome::kStopped;
         }
         case AuditFileClaim::Outcome::kTakenElsewhere:
             return true;  // gone since it was listed, or held by another program

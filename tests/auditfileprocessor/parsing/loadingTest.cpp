@@ -142,30 +142,29 @@ TEST_P(LoadingTest, UsageCountsLineThatBeganTheRolledBackBatchIsWrittenOnce) {
 }
 
 // Blank lines are skipped silently; each refused line is reported under one
-// banner per file that has messages. The file still written comes last: the
-// files after it would wait for it.
+// banner per file that has messages.
 TEST_P(LoadingTest, RefusedLinesAreReportedUnderOneBannerPerFile) {
     const std::string xLine = Record(Line("X", "QXES", "SRV", "0", "0", "x:1"));
     // Taken whole without any work: no tail of it passes for a line of its own.
     const std::string longLine = Record(Info("QXES", "QXUI", "0", "0", std::string(20000, 'g')));
     const std::string last = Startup("host4");
-    WriteFile(m_dir / "qxes_audit_3.log",
+    WriteFile(m_dir / "qxes_audit_1.log",
               AuditFile({Startup("host1"), "\n", "\t\t\n", xLine, longLine, Startup("host2"),
                          Startup("host3"), last.substr(0, last.size() - 1)}));
     WriteFile(m_dir / "qxes_audit_2.log", AuditFile({Startup("host5")}));
-    WriteFile(m_dir / "qxes_audit_1.log", AuditFile({xLine}));
+    WriteFile(m_dir / "qxes_audit_3.log", AuditFile({xLine}));
     EXPECT_EQ(Run(10), 0);
     EXPECT_EQ(Hosts(),
               (Names{"host1", "host2", "host3", "host5"}));  // the last line has no newline
     const std::string text = m_messages.Text();
     const std::string banner = "***********************************************\n* ";
     EXPECT_EQ(Count(text, banner), 2u) << text;
-    EXPECT_EQ(Count(text, banner + (m_dir / "qxes_audit_3.log") +
+    EXPECT_EQ(Count(text, banner + (m_dir / "qxes_audit_1.log") +
                               "\nAFP-0026: " + xLine.substr(0, xLine.size() - 1) + " " +
-                              (m_dir / "qxes_audit_3.log")),
+                              (m_dir / "qxes_audit_1.log")),
               1u)
         << text;
-    EXPECT_EQ(Count(text, banner + (m_dir / "qxes_audit_1.log") + "\nAFP-0026:"), 1u) << text;
+    EXPECT_EQ(Count(text, banner + (m_dir / "qxes_audit_3.log") + "\nAFP-0026:"), 1u) << text;
     EXPECT_EQ(Count(text, "AFP-0026: ggg"), 0u) << text;
     EXPECT_EQ(Count(text, "AFP-0026:"), 2u) << text;
 }
