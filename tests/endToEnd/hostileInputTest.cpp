@@ -410,8 +410,10 @@ TEST_P(UnreadableFileTest, HoldsBackTheFilesAfterItUntilItCanBeRead) {
     TestDatabase database(GetParam()), reference(GetParam());
     AFP_REQUIRE_DATABASE(database);
     const std::string audit = scratch / "audit";
-    ASSERT_EQ(Generate(scratch / "whole", 7, 6, 400, "U", true).exitStatus, 0);
-    std::filesystem::copy(scratch / "whole", audit);
+    // Generated twice, not copied: a copy would be new, and put back as still written.
+    for (const std::string& directory : {scratch / "whole", audit}) {
+        ASSERT_EQ(Generate(directory, 7, 6, 400, "U", true).exitStatus, 0);
+    }
     ASSERT_EQ(RunLoader(reference, scratch / "whole", 3).exitStatus, 0);
     std::vector<std::string> command =
         LoaderCommand(database, audit, 3, {{"-exitstatus", "detailed"}});
@@ -421,6 +423,7 @@ TEST_P(UnreadableFileTest, HoldsBackTheFilesAfterItUntilItCanBeRead) {
                                   ? std::filesystem::path(database.dbName()).parent_path().string()
                                   : audit;
     ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", audit, owned}).exitStatus, 0);
+    ASSERT_EQ(::chmod(scratch.path().c_str(), 0755), 0);
     const std::vector<std::string> files = NamesIn(audit);
     const std::string third = audit + "/" + files[2];
     ASSERT_EQ(::chmod(third.c_str(), 0), 0);
