@@ -225,6 +225,7 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
     // Per file: the messages due; per "file:line": the cause and the raw line.
     std::map<std::string, std::set<std::string>> dueMessages;
     std::map<std::string, std::pair<std::string, std::string>> dueRejects;
+    std::map<std::string, std::string> dueOffsets;
     std::vector<std::string> staying;
     const std::vector<HostileCase> cases = HostileCases();
     for (size_t index = 0; index < cases.size(); ++index) {
@@ -237,15 +238,17 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
             file.head = AuditFile({Startup(file.name)});
         }
         std::string content = file.head, reference;
-        size_t lineNumber = Count(file.head, "\n");
+        // Numbered as grep -n counts.
+        size_t lineNumber = Count(file.head, "\n") + 1;
+        std::vector<std::string> refused;
         for (const Lines& lines : file.body) {
             content += lines.text;
             reference += lines.reference;
             std::istringstream split(lines.text);
             for (std::string line; std::getline(split, line); ++lineNumber) {
                 if (!lines.cause.empty()) {
-                    dueRejects[hostile + "/" + name + ":" + std::to_string(lineNumber)] = {
-                        lines.cause, line.substr(0, 1 << 20)};
+                    refused.push_back(hostile + "/" + name + ":" + std::to_string(lineNumber));
+                    dueRejects[refused.back()] = {lines.cause, line.substr(0, 1 << 20)};
                     dueMessages[name].insert({"AFP-0026", "AFP-0051"});
                 }
             }
@@ -258,6 +261,14 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
                  lf = content.find('\n', lf + 2)) {
                 content.insert(lf, "\r");
             }
+        }
+        // Where each refused line begins in the file as written.
+        for (const std::string& where : refused) {
+            size_t offset = 0;
+            for (size_t line = std::stoul(where.substr(where.rfind(':') + 1)); line > 1; --line) {
+                offset = content.find('\n', offset) + 1;
+            }
+            dueOffsets[where] = "at byte " + std::to_string(offset) + ": ";
         }
         WriteFile(hostile + "/" + name, content);
         if (!reference.empty()) {
@@ -294,7 +305,7 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
     }
     EXPECT_EQ(messages, dueMessages);
 
-    // Records of two lines: "# <file>:<line>: <cause>", then the raw line.
+    // Records of two lines: "# <file>:<line>: at byte <offset>: <cause>", then the raw line.
     std::istringstream rejects(ReadFile(errorLog + ".rejected"));
     size_t records = 0;
     for (std::string where, raw; std::getline(rejects, where) && std::getline(rejects, raw);) {
@@ -307,6 +318,7 @@ TEST_P(HostileInputTest, HostileLinesAreRefusedAloneAndEveryGoodLineLands) {
             std::transform(text->begin(), text->end(), text->begin(), ::tolower);
         }
         EXPECT_NE(cause.find(fragment), std::string::npos) << where << "\nexpected: " << fragment;
+        EXPECT_EQ(cause.rfind(dueOffsets[due->first], 0), 0u) << where;
         EXPECT_EQ(raw, due->second.second) << where;
     }
     EXPECT_EQ(records, dueRejects.size());

@@ -53,13 +53,61 @@ bool takesValue(const std::string& option) {
     return false;
 }
 
-}  // namespace
-
-bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& error) {
+// Reads the value of an option that takes one.
+bool readValue(AuditGenOptions& options, const std::string& option, const char* value,
+               std::string& error) {
+    if (option == "--output" || option == "--session-prefix") {
+        std::string& text = option == "--output" ? options.outputDirectory : options.sessionPrefix;
+        text = value;
+        const bool valid = option == "--output" ? !text.empty() : isPlainPrefix(text);
+        if (!valid) {
+            error = option == "--output"
+                        ? "--output needs a directory"
+                        : "--session-prefix takes at most 48 letters, digits, '_', '-' or '.'";
+        }
+        return valid;
+    }
+    if (option == "--seed") {
+        const bool valid = readNumber(value, 0, std::numeric_limits<uint64_t>::max(), options.seed);
+        error = valid ? "" : "--seed needs a whole number";
+        return valid;
+    }
     const uint64_t kMaxCount = 1000000000;
     // Each open session keeps its request in memory.
     const uint64_t kMaxSessions = 100000;
     const uint64_t kMaxDays = 3650;
+    struct Count {
+        const char* option;
+        uint64_t minimum, maximum;
+        uint32_t* target;
+        const char* error;
+    };
+    const Count counts[] = {
+        {"--files", 0, kMaxCount, &options.files, "--files needs a whole number"},
+        {"--lines", 1, kMaxCount, &options.linesPerFile,
+         "--lines needs a whole number of at least 1"},
+        {"--sessions", 1, kMaxSessions, &options.sessions,
+         "--sessions needs a whole number from 1 to 100000"},
+        {"--days", 1, kMaxDays, &options.days, "--days needs a whole number from 1 to 3650"},
+    };
+    for (const Count& count : counts) {
+        uint64_t number = 0;
+        if (option != count.option) {
+            continue;
+        }
+        if (!readNumber(value, count.minimum, count.maximum, number)) {
+            error = count.error;
+            return false;
+        }
+        *count.target = static_cast<uint32_t>(number);
+        return true;
+    }
+    return true;
+}
+
+}  // namespace
+
+bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& error) {
     // Looked for first, so that a request is answered whatever else the line holds.
     for (int index = 1; index < argc; ++index) {
         const std::string request = argv[index];
@@ -88,50 +136,8 @@ bool AuditGenOptions::parse(int argc, const char* const* argv, std::string& erro
             error = option + " needs a value";
             return false;
         }
-        const char* value = argv[++index];
-        uint64_t number = 0;
-        if (option == "--output") {
-            outputDirectory = value;
-            if (outputDirectory.empty()) {
-                error = "--output needs a directory";
-                return false;
-            }
-        } else if (option == "--seed") {
-            if (!readNumber(value, 0, std::numeric_limits<uint64_t>::max(), number)) {
-                error = "--seed needs a whole number";
-                return false;
-            }
-            seed = number;
-        } else if (option == "--files") {
-            if (!readNumber(value, 0, kMaxCount, number)) {
-                error = "--files needs a whole number";
-                return false;
-            }
-            files = static_cast<uint32_t>(number);
-        } else if (option == "--lines") {
-            if (!readNumber(value, 1, kMaxCount, number)) {
-                error = "--lines needs a whole number of at least 1";
-                return false;
-            }
-            linesPerFile = static_cast<uint32_t>(number);
-        } else if (option == "--sessions") {
-            if (!readNumber(value, 1, kMaxSessions, number)) {
-                error = "--sessions needs a whole number from 1 to 100000";
-                return false;
-            }
-            sessions = static_cast<uint32_t>(number);
-        } else if (option == "--days") {
-            if (!readNumber(value, 1, kMaxDays, number)) {
-                error = "--days needs a whole number from 1 to 3650";
-                return false;
-            }
-            days = static_cast<uint32_t>(number);
-        } else if (option == "--session-prefix") {
-            sessionPrefix = value;
-            if (!isPlainPrefix(sessionPrefix)) {
-                error = "--session-prefix takes at most 48 letters, digits, '_', '-' or '.'";
-                return false;
-            }
+        if (!readValue(*this, option, argv[++index], error)) {
+            return false;
         }
     }
     if (outputDirectory.empty()) {

@@ -38,7 +38,7 @@ class LoadProgress {
         std::string legacyName;
         std::string firstTwoLines;
     };
-    static constexpr size_t kDigestBytes = 64 * 1024;
+    static constexpr size_t kDigestBytes = size_t{64} * 1024;
 
     // The last committed state of a file.
     struct Mark {

@@ -7,10 +7,12 @@
 // may read or write it (its group may read it). A failure is recorded among
 // the run's failed outputs.
 //   RejectFile rejects("/var/log/afp/errors.log.rejected");
-//   rejects.Append("/audit/qxes_audit_1.log", 42, "the line has too few fields", rawLine);
-// A record is two lines: "# <audit file>:<line number>: <cause>", with the
-// control characters of the file name and the cause escaped, then the raw
-// line as it was read (without its line end).
+//   rejects.Append("/audit/qxes_audit_1.log", {42, 5120}, "the line has too few fields", rawLine);
+// A record is two lines: "# <audit file>:<line>: at byte <offset>: <cause>",
+// with the control characters of the file name and the cause escaped, then
+// the raw line as it was read (without its line end). The line is numbered as
+// grep -n and editors count, the header line being line 1; the offset is
+// where the line begins in the file.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +28,11 @@ class RejectFile {
     const std::string& path() const { return m_path; }
     // False when the record could not be written; `reason` then holds the
     // system's reason (the caller shows it once).
-    bool Append(const std::string& auditFile, uint64_t lineNumber, const std::string& cause,
+    struct Position {
+        uint64_t line;
+        uint64_t offset;
+    };
+    bool Append(const std::string& auditFile, Position where, const std::string& cause,
                 const std::string& rawLine, std::string& reason);
 
   private:

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "fileTools.h"
 #include "messenger.h"
@@ -121,112 +122,130 @@ bool GetArgumentValue(char** argv, int argc, int index, std::string& value) {
     return false;
 }
 
+namespace {
+
+// What the command line gave, before it is checked.
+struct GivenOptions {
+    std::string dbName, dbConnectText, dbUser, dbPassword, auditLocation, sqlDumpFile, errorLogFile;
+    // The row count is kept modulo 65,536 on purpose: "-nbrows 70000" gives 4,464.
+    uint16_t rowCount = 10;
+    bool stopOnAllErrors = false;
+    // The options beyond the original nine, already in their final form.
+    AFPOptions added;
+};
+
+// Where the value of a text option goes; NULL for the other options.
+std::string* TextTarget(const std::string& option, GivenOptions& given) {
+    const std::pair<const char*, std::string*> targets[] = {
+        {"-dbname", &given.dbName},
+        {"-dbconnect", &given.dbConnectText},
+        {"-dbuser", &given.dbUser},
+        {"-dbpass", &given.dbPassword},
+        {"-auditlocation", &given.auditLocation},
+        {"-df", &given.sqlDumpFile},
+        {"-errorlog", &given.errorLogFile},
+        {"-rejectfile", &given.added.rejectFile},
+        {"-passfile", &given.added.passwordFile},
+        {"-report", &given.added.reportFile},
+        {"-metrics", &given.added.metricsFile},
+    };
+    for (const auto& target : targets) {
+        if (option == target.first) {
+            return target.second;
+        }
+    }
+    return nullptr;
+}
+
+// The options whose values are checked as they are read.
+bool IsCheckedOption(const std::string& option) {
+    return option == "-exitstatus" || option == "-retries" || option == "-lockwait" ||
+           option == "-settle";
+}
+
+bool ReadCheckedOption(const std::string& option, const std::string& value, AFPOptions& added) {
+    if (option == "-exitstatus") {
+        if (value != kDetailed) {
+            Messenger::Get().DisplayMessage(63, option, value);
+            return false;
+        }
+        added.detailedExitStatus = true;
+        return true;
+    }
+    if (option == "-retries") {
+        return ReadCount(option, value, kMaxConnectRetries, added.connectRetries);
+    }
+    return ReadCount(option, value, kMaxWaitSeconds,
+                     option == "-lockwait" ? added.lockWaitSeconds : added.settleSeconds);
+}
+
+// Reads one option and its value, at argv[index]; false (with its message)
+// when it is unknown or its value is missing or wrong.
+bool ReadOption(char** argv, int argc, int& index, GivenOptions& given) {
+    const std::string option = stringToLower(argv[index]);
+    std::string value;
+    if (std::string* target = TextTarget(option, given)) {
+        return GetArgumentValue(argv, argc, ++index, *target);
+    }
+    if (IsCheckedOption(option)) {
+        return GetArgumentValue(argv, argc, ++index, value) &&
+               ReadCheckedOption(option, value, given.added);
+    }
+    if (option == "-nbrows" || option == "-exitonerror") {
+        if (!GetArgumentValue(argv, argc, ++index, value)) {
+            return false;
+        }
+        const long number = std::strtol(value.c_str(), nullptr, 10);
+        if (option == "-nbrows") {
+            given.rowCount = static_cast<uint16_t>(number);
+        } else {
+            given.stopOnAllErrors = number != 0;
+        }
+        return true;
+    }
+    Messenger::Get().DisplayMessage(42, option);
+    return false;
+}
+
+// The required options, checked in their fixed order.
+bool RequiredOptionsGiven(const GivenOptions& given) {
+    // A password file stands in for "-dbpass"; without one, "-dbpass" is required.
+    const std::pair<bool, int> checks[] = {
+        {given.dbName.empty(), 14},
+        {given.dbConnectText.empty(), 15},
+        {given.dbUser.empty(), 11},
+        {given.dbPassword.empty() && given.added.passwordFile.empty(), 17},
+        {given.auditLocation.empty(), 13},
+    };
+    for (const auto& check : checks) {
+        if (check.first) {
+            Refuse(check.second);
+            return false;
+        }
+    }
+    return true;
+}
+
+}  // namespace
+
 bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
     if (argc < kMinimumArgumentCount) {
         Refuse(44);
         Refuse(39);
         return false;
     }
-
-    std::string dbName, dbConnectText, dbUser, dbPassword, auditLocation, sqlDumpFile, errorLogFile;
-    // The row count is kept modulo 65,536 on purpose: "-nbrows 70000" gives 4,464.
-    uint16_t rowCount = 10;
-    bool stopOnAllErrors = false;
-    AFPOptions added;
-
+    GivenOptions given;
     for (int index = 1; index < argc; ++index) {
         const std::string argument = argv[index];
-        if (argument.empty() || argument[0] != '-') {
-            continue;
-        }
-        const std::string option = stringToLower(argument);
-        std::string* target = nullptr;
-        if (option == "-dbname") {
-            target = &dbName;
-        } else if (option == "-dbconnect") {
-            target = &dbConnectText;
-        } else if (option == "-dbuser") {
-            target = &dbUser;
-        } else if (option == "-dbpass") {
-            target = &dbPassword;
-        } else if (option == "-auditlocation") {
-            target = &auditLocation;
-        } else if (option == "-df") {
-            target = &sqlDumpFile;
-        } else if (option == "-errorlog") {
-            target = &errorLogFile;
-        } else if (option == "-rejectfile") {
-            target = &added.rejectFile;
-        } else if (option == "-passfile") {
-            target = &added.passwordFile;
-        } else if (option == "-report") {
-            target = &added.reportFile;
-        } else if (option == "-metrics") {
-            target = &added.metricsFile;
-        }
-        const bool checked = option == "-exitstatus" || option == "-retries" ||
-                             option == "-lockwait" || option == "-settle";
-        if (target != nullptr) {
-            if (!GetArgumentValue(argv, argc, ++index, *target)) {
-                return false;
-            }
-        } else if (checked) {
-            std::string value;
-            if (!GetArgumentValue(argv, argc, ++index, value)) {
-                return false;
-            }
-            if (option == "-exitstatus") {
-                if (value != kDetailed) {
-                    Messenger::Get().DisplayMessage(63, option, value);
-                    return false;
-                }
-                added.detailedExitStatus = true;
-            } else if (!ReadCount(option, value,
-                                  option == "-retries" ? kMaxConnectRetries : kMaxWaitSeconds,
-                                  option == "-retries"    ? added.connectRetries
-                                  : option == "-lockwait" ? added.lockWaitSeconds
-                                                          : added.settleSeconds)) {
-                return false;
-            }
-        } else if (option == "-nbrows" || option == "-exitonerror") {
-            std::string number;
-            if (!GetArgumentValue(argv, argc, ++index, number)) {
-                return false;
-            }
-            const long value = std::strtol(number.c_str(), nullptr, 10);
-            if (option == "-nbrows") {
-                rowCount = static_cast<uint16_t>(value);
-            } else {
-                stopOnAllErrors = value != 0;
-            }
-        } else {
-            Messenger::Get().DisplayMessage(42, option);
+        if (!argument.empty() && argument[0] == '-' && !ReadOption(argv, argc, index, given)) {
             return false;
         }
     }
-
-    if (dbName.empty()) {
-        Refuse(14);
-        return false;
-    }
-    if (dbConnectText.empty()) {
-        Refuse(15);
-        return false;
-    }
-    if (dbUser.empty()) {
-        Refuse(11);
-        return false;
-    }
-    // A password file stands in for "-dbpass"; without one, "-dbpass" is required.
-    if (dbPassword.empty() && added.passwordFile.empty()) {
-        Refuse(17);
-        return false;
-    }
-    if (auditLocation.empty()) {
-        Refuse(13);
+    if (!RequiredOptionsGiven(given)) {
         return false;
     }
 
+    std::string& errorLogFile = given.errorLogFile;
     if (!errorLogFile.empty()) {
         errorLogFile = FileTools::MakePortablePath(errorLogFile);
         if (!ErrorLogPathUsable(errorLogFile)) {
@@ -239,6 +258,7 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
     // connection text. The start of rest is fixed at LOCAL + 9 while its length
     // follows the second ";", so other shapes give what this arithmetic gives;
     // a start past the end throws std::out_of_range.
+    const std::string& dbConnectText = given.dbConnectText;
     const size_t local = dbConnectText.find("LOCAL");
     if (local == std::string::npos) {
         Refuse(19);
@@ -251,12 +271,14 @@ bool ProcessCommandLine(int argc, char** argv, AFPOptions* options) {
         dbConnectText.substr(local + 9, dbConnectText.length() - secondSemicolon - 1);
 
     // The file's password wins over a "-dbpass" given as well.
-    if (!added.passwordFile.empty() && !PasswordFile::Read(added.passwordFile, dbPassword)) {
+    const AFPOptions& added = given.added;
+    if (!added.passwordFile.empty() && !PasswordFile::Read(added.passwordFile, given.dbPassword)) {
         return false;
     }
 
-    *options = AFPOptions(dbName, dbType, dbConnect, dbUser, dbPassword, auditLocation, sqlDumpFile,
-                          errorLogFile, static_cast<int>(rowCount), stopOnAllErrors);
+    *options = AFPOptions(given.dbName, dbType, dbConnect, given.dbUser, given.dbPassword,
+                          given.auditLocation, given.sqlDumpFile, errorLogFile,
+                          static_cast<int>(given.rowCount), given.stopOnAllErrors);
     options->rejectFile = added.rejectFile;
     options->passwordFile = added.passwordFile;
     options->detailedExitStatus = added.detailedExitStatus;

@@ -61,8 +61,12 @@ std::string UsageMismatch(const std::string& codes, const std::string& other, co
                                  : record + 1 == codeRecords.size()
                                      ? " measures"
                                      : " levels of dimension " + std::to_string(record);
-        return head + std::to_string(dimensions ? given - 1 : given) + kind + " but codes for " +
-               std::to_string(dimensions ? coded - 1 : coded);
+        std::string mismatch = head;
+        mismatch += std::to_string(dimensions ? given - 1 : given);
+        mismatch += kind;
+        mismatch += " but codes for ";
+        mismatch += std::to_string(dimensions ? coded - 1 : coded);
+        return mismatch;
     }
     return "";
 }

@@ -121,6 +121,7 @@ bool AuditFileLoad::ReadHead(Pass& pass) {
     KRL_ASSERT(string_npos != pos, "auditfileprocessor/source/parser", 224);
     m_resume = Parser::ResumeNumberOf(m_path);
 
+    m_lineStart = m_reader.Offset();
     m_status = m_reader.Next(m_raw);
     if (EndsPass(m_status)) {
         messenger.DisplayMessage(24, m_path);
@@ -192,7 +193,7 @@ LineOutcome AuditFileLoad::LoadLines() {
             m_batchRows = 0;
         }
         const uint64_t afterLine = m_reader.Offset();
-        const LineOutcome outcome = LoadLineInHand();
+        LineOutcome outcome = LoadLineInHand();
         if (outcome.kind() == LineOutcome::Kind::kStopsFile) {
             return outcome;
         }
@@ -227,7 +228,7 @@ LineOutcome AuditFileLoad::LoadLineInHand() {
             m_batchRows += outcome.rowsWritten();
             break;
         case LineOutcome::Kind::kRefused:
-            m_parser.RefuseLine(m_raw, outcome.cause());
+            m_parser.RefuseLine(m_raw, m_lineStart, outcome.cause());
             break;
         case LineOutcome::Kind::kStopsFile:
             break;
@@ -236,6 +237,7 @@ LineOutcome AuditFileLoad::LoadLineInHand() {
 }
 
 bool AuditFileLoad::ReadNextLine() {
+    m_lineStart = m_reader.Offset();
     m_status = m_reader.Next(m_raw);
     if (m_status == AuditLineReader::Status::kError) {
         Messenger::Get().DisplayMessage(25, m_path);
@@ -289,9 +291,8 @@ AuditFileLoad::Pass AuditFileLoad::FinishLines() {
         if (!progressKept) {
             m_parser.AddLineToAuditFilename(m_path, m_lastHandled + 1);
         }
-        messenger.DisplayMessageWithInserts(
-            50, {m_path, std::to_string(m_lastHandled),
-                 std::to_string(m_parser.options.settleSeconds)});
+        messenger.DisplayMessageWithInserts(50, {m_path, std::to_string(m_lastHandled),
+                                                 std::to_string(m_parser.options.settleSeconds)});
         Statistics().outcome = FileOutcome::kStillWritten;
         return Pass::kPutBack;
     }

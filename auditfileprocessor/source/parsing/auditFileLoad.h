@@ -77,6 +77,8 @@ class AuditFileLoad {
     // The pass in hand: the reader, the line in hand and its fields.
     AuditLineReader m_reader;
     std::string m_raw;
+    // Where the line in hand begins in the file.
+    uint64_t m_lineStart = 0;
     std::vector<std::string> m_fields;
     AuditLineReader::Status m_status = AuditLineReader::Status::kEnd;
     LoadProgress::FileIdentity m_identity;

@@ -12,7 +12,7 @@
 
 RejectFile::RejectFile(std::string path) : m_path(std::move(path)) {}
 
-bool RejectFile::Append(const std::string& auditFile, uint64_t lineNumber, const std::string& cause,
+bool RejectFile::Append(const std::string& auditFile, Position where, const std::string& cause,
                         const std::string& rawLine, std::string& reason) {
     if (m_path.empty()) {
         return true;
@@ -30,9 +30,9 @@ bool RejectFile::Append(const std::string& auditFile, uint64_t lineNumber, const
     // One write per record, so that two loaders appending to the same file
     // never interleave their records. The raw line is kept as it was read, to
     // be mended and loaded again; it holds no line end.
-    const std::string record = "# " + OneLine::Escaped(auditFile) + ":" +
-                               std::to_string(lineNumber) + ": " + OneLine::Escaped(cause) + "\n" +
-                               rawLine + "\n";
+    const std::string record =
+        "# " + OneLine::Escaped(auditFile) + ":" + std::to_string(where.line) + ": at byte " +
+        std::to_string(where.offset) + ": " + OneLine::Escaped(cause) + "\n" + rawLine + "\n";
     size_t written = 0;
     while (written < record.size()) {
         const ssize_t count =

@@ -122,16 +122,18 @@ TEST(AuditLineReader, OpensOnlyRegularFilesAndNeverThroughALink) {
 TEST(RejectFile, AppendsWholeRecordsToAPrivateFileNeverThroughALink) {
     ScratchDirectory dir;
     std::string reason;
-    EXPECT_TRUE(RejectFile().Append("a.log", 1, "cause", "line", reason));
+    EXPECT_TRUE(RejectFile().Append("a.log", {1, 0}, "cause", "line", reason));
 
     const std::string path = dir / "errors.rejected";
     RejectFile rejects(path);
-    ASSERT_TRUE(rejects.Append("/audit/qxes_audit_1.log", 42, "too few fields", "a\tb", reason))
+    ASSERT_TRUE(
+        rejects.Append("/audit/qxes_audit_1.log", {42, 5120}, "too few fields", "a\tb", reason))
         << reason;
-    ASSERT_TRUE(rejects.Append("/audit/qxes_audit_2.log", 7, "bad date", "", reason)) << reason;
+    ASSERT_TRUE(rejects.Append("/audit/qxes_audit_2.log", {7, 0}, "bad date", "", reason))
+        << reason;
     const std::string records =
-        "# /audit/qxes_audit_1.log:42: too few fields\na\tb\n"
-        "# /audit/qxes_audit_2.log:7: bad date\n\n";
+        "# /audit/qxes_audit_1.log:42: at byte 5120: too few fields\na\tb\n"
+        "# /audit/qxes_audit_2.log:7: at byte 0: bad date\n\n";
     EXPECT_EQ(ReadFile(path), records);
     struct stat info;
     ASSERT_EQ(::stat(path.c_str(), &info), 0);
@@ -140,7 +142,7 @@ TEST(RejectFile, AppendsWholeRecordsToAPrivateFileNeverThroughALink) {
     const std::string link = dir / "link.rejected";
     ASSERT_EQ(::symlink("errors.rejected", link.c_str()), 0);
     RejectFile linked(link);
-    EXPECT_FALSE(linked.Append("a.log", 1, "cause", "line", reason));
+    EXPECT_FALSE(linked.Append("a.log", {1, 0}, "cause", "line", reason));
     EXPECT_NE(reason.find(std::strerror(ELOOP)), std::string::npos) << reason;
     EXPECT_EQ(ReadFile(path), records);
 }
