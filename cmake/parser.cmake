@@ -1,6 +1,7 @@
 # The loading loop: directory scan, file load, line dispatch.
 # The event handlers add their sources to this library (cmake/handlers.cmake).
 add_library(afp_parser STATIC
+    auditfileprocessor/source/parsing/auditDirectoryLock.cpp
     auditfileprocessor/source/parsing/auditFileClaim.cpp
     auditfileprocessor/source/parsing/auditLineCheck.cpp
     auditfileprocessor/source/parsing/parser.cpp
@@ -19,6 +20,7 @@ add_library(afp_parser STATIC
     auditfileprocessor/source/parsing/runStatistics.cpp)
 afp_headers(afp_parser PUBLIC
     auditfileprocessor/include/parsing/parser.h
+    auditfileprocessor/include/parsing/auditDirectoryLock.h
     auditfileprocessor/include/parsing/auditFileClaim.h
     auditfileprocessor/include/parsing/auditLineCheck.h
     auditfileprocessor/include/parsing/auditLineReader.h

@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <memory>
 #include <random>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -20,6 +21,7 @@
 #include "../support/auditFiles.h"
 #include "../support/messageCapture.h"
 #include "afpOptions.h"
+#include "auditDirectoryLock.h"
 #include "parser.h"
 
 namespace {
@@ -311,10 +313,9 @@ TEST_P(PutBackFileTest, ResumesWithTheWaitingUsageItCommitted) {
 AFP_ON_BOTH_BACKENDS(PutBackFileTest);
 
 // Loaders running at the same time: several servers' directories into one
-// database, two of the loaders started together on one directory. None may load
-// a file that another holds (refused duplicate rows would show it), and the
-// tables must equal those of the same loads run one after the other. A
-// deadlocked loader is caught by the test's time limit.
+// database, one loader per directory at a time. The tables must equal those of
+// the same loads run one after the other. A deadlocked loader is caught by the
+// test's time limit.
 class ConcurrentLoadersTest : public ::testing::TestWithParam<TestBackend> {
   protected:
     void SetUp() override { AFP_REQUIRE_DATABASE(m_together); }
@@ -324,11 +325,10 @@ class ConcurrentLoadersTest : public ::testing::TestWithParam<TestBackend> {
     TestDatabase m_oneAfterAnother{GetParam()};
 };
 
-// Three servers' directories, and a fourth taken by two loaders at once.
-// Sessions run on from file to file, so both loaders of the shared directory
-// may insert the same new session at once; the loser must take the winner's
-// row, not refuse its line.
-TEST_P(ConcurrentLoadersTest, LoadersOfSeveralDirectoriesAndOfOneShareTheDatabase) {
+// Three servers' directories, and a fourth whose requests run on from file to
+// file, with two loaders started while the test holds it: both wait, then one
+// loads it whole and the other, after waiting for that one, finds nothing left.
+TEST_P(ConcurrentLoadersTest, LoadersOfSeveralDirectoriesShareTheDatabaseOnePerDirectory) {
     std::vector<std::string> directories;
     for (const char* prefix : {"SA", "SB", "SC"}) {
         directories.push_back(m_scratch / prefix);
@@ -337,7 +337,7 @@ TEST_P(ConcurrentLoadersTest, LoadersOfSeveralDirectoriesAndOfOneShareTheDatabas
         ASSERT_EQ(Generate(directories.back(), seed, 3, 120, prefix).exitStatus, 0);
     }
     const std::string shared = m_scratch / "audit";
-    ASSERT_EQ(Generate(shared, 41, 8, 60, "SD").exitStatus, 0);
+    ASSERT_EQ(Generate(shared, 41, 8, 60, "SD", true).exitStatus, 0);
     // The reference: a copy of each directory, loaded one after the other.
     for (const std::string& directory : {directories[0], directories[1], directories[2], shared}) {
         CopyWithTimes(directory, directory + ".sequential");
@@ -346,20 +346,56 @@ TEST_P(ConcurrentLoadersTest, LoadersOfSeveralDirectoriesAndOfOneShareTheDatabas
         ASSERT_EQ(result.exitStatus, 0);
         ASSERT_EQ(WithoutSummary(result.out), "");
     }
+    AuditDirectoryLock held;
+    std::string reason;
+    ASSERT_EQ(held.TryTake(shared, reason), AuditDirectoryLock::Outcome::kHeld) << reason;
     directories.insert(directories.end(), {shared, shared});
     std::vector<std::unique_ptr<ChildProcess>> loaders;
     for (const std::string& directory : directories) {
         loaders.push_back(
             std::make_unique<ChildProcess>(LoaderCommand(m_together, directory, kRowCount)));
     }
-    for (const auto& loader : loaders) {
-        EXPECT_EQ(loader->Wait(), 0);
-        EXPECT_EQ(WithoutSummary(loader->output()), "");  // refused lines would be listed here
+    for (const auto giveUp = Clock::now() + std::chrono::seconds(30);
+         Count(loaders[3]->out() + loaders[4]->out(), "AFP-0072") < 2 && Clock::now() < giveUp;) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
+    held.Release();
+    std::string shares;
+    for (size_t index = 0; index < loaders.size(); ++index) {
+        EXPECT_EQ(loaders[index]->Wait(), 0);
+        const std::string output = loaders[index]->output();
+        shares += index >= 3 ? output : "";
+        // Refused lines would be listed here.
+        EXPECT_EQ(std::regex_replace(WithoutSummary(output), std::regex("AFP-0072.*\\n"), ""), "");
+    }
+    EXPECT_EQ(Count(shares, "AFP-0072"), 2u) << shares;
+    EXPECT_EQ(Count(shares, ": 0 audit files loaded"), 1u) << shares;
     for (const std::string& directory : directories) {
         EXPECT_EQ(PendingFiles(directory), std::vector<std::string>()) << directory;
     }
     EXPECT_EQ(DumpTables(m_oneAfterAnother), DumpTables(m_together));
+}
+
+// One that waits longer than -lockwait leaves the directory as it is: not even
+// a file left under its claim name is put back.
+TEST_P(ConcurrentLoadersTest, ALoaderThatWaitsTooLongLeavesTheDirectoryAsItIs) {
+    const std::string directory = m_scratch / "held";
+    ASSERT_EQ(Generate(directory, 43, 2, 60).exitStatus, 0);
+    const std::string first = directory + "/" + NamesIn(directory).front();
+    ASSERT_EQ(std::rename(first.c_str(), (first + "_processing").c_str()), 0);
+    const std::vector<std::string> before = NamesIn(directory);
+    AuditDirectoryLock held;
+    std::string reason;
+    ASSERT_EQ(held.TryTake(directory, reason), AuditDirectoryLock::Outcome::kHeld) << reason;
+    const ProcessResult run = RunProcess(LoaderCommand(
+        m_together, directory, kRowCount, {{"-lockwait", "1"}, {"-exitstatus", "detailed"}}));
+    EXPECT_EQ(run.exitStatus, 75);
+    EXPECT_NE(run.out.find("AFP-0073: Another loader was still loading the audit directory " +
+                           directory + " after 1 seconds"),
+              std::string::npos)
+        << run.out;
+    EXPECT_EQ(NamesIn(directory), before);
+    EXPECT_EQ(m_together.countRows("QXES_SESSION") + m_together.countRows("QXES_LOAD_PROGRESS"), 0);
 }
 
 AFP_ON_BOTH_BACKENDS(ConcurrentLoadersTest);

@@ -409,4 +409,51 @@ TEST(HostileInputEntries, EntriesThatCannotBeClaimedAreReportedAndLeftAsTheyAre)
     }
 }
 
+// The third of six files, whose requests run on into the next, cannot be read:
+// the files after it wait (75) rather than lose the usage that runs on into
+// them, and once it can be read the next run loads what one run loads.
+class UnreadableFileTest : public ::testing::TestWithParam<TestBackend> {};
+
+TEST_P(UnreadableFileTest, HoldsBackTheFilesAfterItUntilItCanBeRead) {
+    if (::geteuid() != 0 || ::getpwnam("nobody") == nullptr) {
+        GTEST_SKIP() << "needs root and the user nobody";
+    }
+    ScratchDirectory scratch;
+    TestDatabase database(GetParam()), reference(GetParam());
+    AFP_REQUIRE_DATABASE(database);
+    const std::string audit = scratch / "audit";
+    // Generated twice, not copied: a copy would be new, and put back as still written.
+    for (const std::string& directory : {scratch / "whole", audit}) {
+        ASSERT_EQ(Generate(directory, 7, 6, 400, "U", true).exitStatus, 0);
+    }
+    ASSERT_EQ(RunLoader(reference, scratch / "whole", 3).exitStatus, 0);
+    std::vector<std::string> command =
+        LoaderCommand(database, audit, 3, {{"-exitstatus", "detailed"}});
+    command.front() = ProgramCopyForAnyone(scratch / "program");
+    command.insert(command.begin(), kAsNobody.begin(), kAsNobody.end());
+    const std::string owned = GetParam() == TestBackend::kSQLite
+                                  ? std::filesystem::path(database.dbName()).parent_path().string()
+                                  : audit;
+    ASSERT_EQ(RunProcess({"chown", "-R", "nobody:", audit, owned}).exitStatus, 0);
+    ASSERT_EQ(::chmod(scratch.path().c_str(), 0755), 0);
+    const std::vector<std::string> files = NamesIn(audit);
+    const std::string third = audit + "/" + files[2];
+    ASSERT_EQ(::chmod(third.c_str(), 0), 0);
+    const ProcessResult first = RunProcess(command);
+    EXPECT_EQ(first.exitStatus, 75) << first.out;
+    EXPECT_NE(first.out.find("AFP-0071: Loading of the audit directory " + audit + " stops at " +
+                             third + " for this run"),
+              std::string::npos)
+        << first.out;
+    EXPECT_NE(first.out.find("2 audit files loaded, 0 set aside, 1 stopped, 0 still being "
+                             "written, 3 waiting"),
+              std::string::npos);
+    EXPECT_EQ(PendingFiles(audit), std::vector<std::string>(files.begin() + 2, files.end()));
+    ASSERT_EQ(::chmod(third.c_str(), 0644), 0);
+    EXPECT_EQ(RunProcess(command).exitStatus, 0);
+    EXPECT_EQ(DumpTables(reference), DumpTables(database));
+}
+
+AFP_ON_BOTH_BACKENDS(UnreadableFileTest);
+
 }  // namespace

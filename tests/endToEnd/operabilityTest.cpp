@@ -22,7 +22,8 @@ using Arguments = std::vector<std::string>;
 
 const std::regex kSummary(
     "AFP-0058: Run finished in [0-9]+\\.[0-9]{3} s: ([0-9]+) audit files loaded, ([0-9]+) set "
-    "aside, ([0-9]+) stopped; ([0-9]+) lines read, ([0-9]+) refused; ([0-9]+) rows written\\.");
+    "aside, ([0-9]+) stopped, [0-9]+ still being written, [0-9]+ waiting; ([0-9]+) lines read, "
+    "([0-9]+) refused; ([0-9]+) rows written\\.");
 
 // A line of a type the loader does not know: refused, the file goes on.
 std::string Unknown() {
@@ -340,6 +341,8 @@ TEST(ExitStatus, TheWorstOutcomeOfTheRunWins) {
         {{file(F::kLoaded, 2), file(F::kPutBack, 0)}, RunStage::kStarting, "", 75},
         {{file(F::kLoaded, 0)}, RunStage::kStarting, "i", 75},
         {{file(F::kLoaded, 3), file(F::kStopped, 0)}, RunStage::kLoading, "", 75},
+        {{file(F::kLoaded, 3), file(F::kStillWritten, 0)}, RunStage::kStarting, "", 75},
+        {{file(F::kSkipped, 0), file(F::kWaiting, 0)}, RunStage::kStarting, "", 75},
         {{}, RunStage::kLoading, "m", 66},
         {{}, RunStage::kLoading, "u", 70},
         {{}, RunStage::kConnecting, "", 69},

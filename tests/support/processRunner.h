@@ -50,12 +50,13 @@ inline void CopyWithTimes(const std::filesystem::path& from, const std::filesyst
     }
 }
 
-// The names in a directory, sorted.
+// The names in a directory, sorted, but hidden ones (the loader's directory lock).
 inline std::vector<std::string> NamesIn(const std::string& directory) {
     std::vector<std::string> names;
     std::error_code ignored;
     for (const auto& entry : std::filesystem::directory_iterator(directory, ignored)) {
-        names.push_back(entry.path().filename().string());
+        const std::string name = entry.path().filename().string();
+        names.resize(names.size() + (name[0] != '.' ? 1 : 0), name);
     }
     std::sort(names.begin(), names.end());
     return names;

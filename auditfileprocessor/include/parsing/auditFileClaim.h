@@ -25,13 +25,15 @@ class AuditFileClaim {
         kTaken,           // the file is ours until Release()
         kTakenElsewhere,  // another run holds it, or loaded and renamed it since it was listed
         kNotRegular,      // a symbolic link, fifo, socket or device: neither followed nor renamed
+        kNameTaken,       // path + "_processing" exists already; `reason` names it
         kFailed,          // it cannot be opened, locked or renamed; `reason` says why
     };
 
     // Locks the file, checks that the path still names it, and renames it to
-    // path + "_processing" and back. Any outcome but kTaken leaves nothing
-    // held; kNotRegular and kFailed set `reason` (e.g. "fifo", "cannot open
-    // it: Permission denied").
+    // path + "_processing" and back, never onto an existing name. Any outcome
+    // but kTaken leaves nothing held and nothing renamed; kNotRegular,
+    // kNameTaken and kFailed set `reason` (e.g. "fifo", "cannot open it:
+    // Permission denied").
     Outcome Take(const std::string& path, std::string& reason);
     // The same, for callers that only need to know whether the file is theirs.
     bool Take(const std::string& path) {
@@ -43,8 +45,12 @@ class AuditFileClaim {
     void Release() { m_file.reset(); }
 
     // Puts back under their own names the "..._processing" audit files that a
-    // run killed inside its rename-and-back left behind and that no run holds.
+    // run killed inside its rename-and-back left behind and that no run holds,
+    // unless a new file took that name since.
     static void RestoreInterruptedClaims(const std::string& directory);
+    // rename(2) that fails with EEXIST instead of replacing `to`; errno says
+    // why it failed.
+    static bool RenameWithoutReplacing(const std::string& from, const std::string& to);
 
     static const char kClaimSuffix[];  // "_processing"
 

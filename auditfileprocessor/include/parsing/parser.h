@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "afpOptions.h"
+#include "auditDirectoryLock.h"
 #include "auditFileClaim.h"
 #include "auditLineReader.h"
 #include "lineOutcome.h"
@@ -121,7 +122,21 @@ class Parser {
     // The table of that id; an absent entry is made with no table behind it.
     Table* TableFor(TableId id);
 
-    // The scan's part: claim, load, set aside.
+    // The scan's part: one loader per directory, the files in order, claim,
+    // load, set aside.
+    // Waits up to -lockwait seconds for another loader of the directory; throws
+    // when it does not finish, or when the lock cannot be used. A stop
+    // requested meanwhile marks the run interrupted and returns the lock unheld.
+    AuditDirectoryLock LockDirectory(const std::string& directory);
+    // The names of the audit files to take, in order; entries that are not
+    // regular files are reported and counted as skipped.
+    std::vector<std::string> ListAuditFiles(const std::string& directory);
+    // Claims and loads one file: false when loading of the directory stops at
+    // it (it could not be claimed or read).
+    bool TakeFile(const std::string& path);
+    // Counts names[first..] as waiting behind stopPath, and says so.
+    void LeaveWaiting(const std::string& stopPath, const std::vector<std::string>& names,
+                      size_t first);
     AuditFileClaim::Outcome ClaimFile(const std::string& path, std::string& reason) const;
     void LoadClaimedFile(const std::string& path);
     void SetAside(const std::string& path);

@@ -13,8 +13,8 @@
 enum class FileOutcome {
     kLoaded,        // read to its end and set aside as loaded
     kSetAside,      // set aside without loading: not an audit file, bad version line
-    kSkipped,       // left for a later run without being read: unreadable, not claimable
-    kStopped,       // loading stopped on an error; the file keeps its resume point
+    kSkipped,       // not a regular file: left alone, never read
+    kStopped,       // stopped on an error (keeps its resume point), or not claimable or readable
     kPutBack,       // interrupted by a signal: put back to continue later
     kStillWritten,  // changed within the settle time: loaded so far, put back to continue later
     kWaiting,       // not taken: an earlier file of its directory could not be read

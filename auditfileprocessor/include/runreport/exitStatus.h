@@ -15,7 +15,7 @@ class ExitStatus {
     static constexpr int kDatabaseUnavailable = 69;  // the database could not be reached
     static constexpr int kInternalError = 70;        // an unexpected failure
     static constexpr int kOutputFailed = 73;         // an output could not be written
-    static constexpr int kFileStopped = 75;          // a file stopped, was put back, or a signal
+    static constexpr int kFileStopped = 75;          // a file stopped, waits, or a signal
 
     // The code for what the run did; the worst outcome wins. An output that
     // could not be written wins over a stopped file, refused lines and

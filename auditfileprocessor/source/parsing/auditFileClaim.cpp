@@ -4,6 +4,7 @@
 #include <strings.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -32,12 +33,36 @@ bool IsInterruptedClaimName(const std::string& name, std::string& original) {
                0;
 }
 
-bool NameExists(const std::string& path) {
-    struct stat info;
-    return ::lstat(path.c_str(), &info) == 0 || errno != ENOENT;
-}
-
 }  // namespace
+
+bool AuditFileClaim::RenameWithoutReplacing(const std::string& from, const std::string& to) {
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return false;
+    }
+    // The file system cannot refuse a replacement itself: a hard link can.
+    if (::link(from.c_str(), to.c_str()) == 0) {
+        if (::unlink(from.c_str()) == 0) {
+            return true;
+        }
+        const int error = errno;
+        ::unlink(to.c_str());
+        errno = error;
+        return false;
+    }
+    if (errno != EPERM && errno != EOPNOTSUPP) {
+        return false;
+    }
+    // Nor hard links: look first, the best such a file system allows.
+    struct stat info;
+    if (::lstat(to.c_str(), &info) == 0) {
+        errno = EEXIST;
+        return false;
+    }
+    return errno == ENOENT && std::rename(from.c_str(), to.c_str()) == 0;
+}
 
 AuditFileClaim::Outcome AuditFileClaim::LockAndCheck(const std::string& path, std::string& reason) {
     Release();
@@ -113,11 +138,18 @@ AuditFileClaim::Outcome AuditFileClaim::Take(const std::string& path, std::strin
     }
     // The rename-and-back test: a file the server or anyone else still holds
     // in a way that forbids renaming is left for a later run.
+    // Never onto an existing name: a file left under the claim name by a run
+    // killed inside its rename-and-back holds lines not loaded yet.
     const std::string claimed = path + kClaimSuffix;
-    if (std::rename(path.c_str(), claimed.c_str()) != 0) {
+    if (!RenameWithoutReplacing(path, claimed)) {
+        if (errno == EEXIST) {
+            Release();
+            reason = claimed;
+            return Outcome::kNameTaken;
+        }
         return RenameFailed("cannot rename it to " + claimed, reason);
     }
-    if (std::rename(claimed.c_str(), path.c_str()) != 0) {
+    if (!RenameWithoutReplacing(claimed, path)) {
         // Left under the claim name; a later run puts it back.
         return RenameFailed("cannot rename " + claimed + " back", reason);
     }
@@ -152,10 +184,11 @@ void AuditFileClaim::RestoreInterruptedClaims(const std::string& directory) {
         const std::string originalPath =
             FileTools::AddTermToPath(directory, original, FileTools::kPathDelim);
         AuditFileClaim claim;
-        // A locked file is inside another run's rename-and-back right now.
-        if (claim.LockAndCheck(path, reason) != Outcome::kTaken || NameExists(originalPath)) {
-            continue;
+        // A locked file is inside another run's rename-and-back right now. A
+        // new file under the original name keeps both where they are: the
+        // claim of the new one reports them.
+        if (claim.LockAndCheck(path, reason) == Outcome::kTaken) {
+            RenameWithoutReplacing(path, originalPath);
         }
-        std::rename(path.c_str(), originalPath.c_str());
     }
 }

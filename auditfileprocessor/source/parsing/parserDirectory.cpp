@@ -1,11 +1,14 @@
 // The directory scan: which files of the audit directory are loaded, in which
 // order, how each is claimed, and what becomes of it afterwards.
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
+#include "auditDirectoryLock.h"
 #include "cppWebException.h"
 #include "directoryLister.h"
 #include "fileTools.h"
@@ -41,6 +44,11 @@ void Parser::ParseDir() {
         throw CPPWebException(text + directory, 1,
                               {"parser", 103, "Parser::ParseDir", "KRL_THROW"});
     }
+    // Before anything of the directory or the database is touched.
+    const AuditDirectoryLock lock = LockDirectory(directory);
+    if (m_statistics.interrupted) {
+        return;
+    }
     m_progress.Prepare(db, directory);
     if (m_progress.IsAvailable()) {
         // Progress and rows now vanish together: only a file's last commit
@@ -50,6 +58,60 @@ void Parser::ParseDir() {
     m_rejects = RejectFile(RejectFilePath(options));
     AuditFileClaim::RestoreInterruptedClaims(directory);
 
+    const std::vector<std::string> names = ListAuditFiles(directory);
+    for (size_t next = 0; next < names.size(); ++next) {
+        if (StopRequest::Requested()) {
+            m_statistics.interrupted = true;
+            break;
+        }
+        const std::string path =
+            FileTools::AddTermToPath(directory, names[next], FileTools::kPathDelim);
+        g_CurrentAuditFile = path;
+        const bool goOn = TakeFile(path);
+        if (m_statistics.interrupted) {
+            break;
+        }
+        if (!goOn) {
+            LeaveWaiting(path, names, next + 1);
+            break;
+        }
+    }
+}
+
+AuditDirectoryLock Parser::LockDirectory(const std::string& directory) {
+    const ExceptionLocation where{"parser", 150, "Parser::LockDirectory", "KRL_THROW"};
+    const std::string seconds = std::to_string(options.lockWaitSeconds);
+    const auto deadline =
+        std::chrono::steady_clock::now() + std::chrono::seconds(options.lockWaitSeconds);
+    AuditDirectoryLock lock;
+    std::string reason;
+    for (bool waiting = false;; waiting = true) {
+        switch (lock.TryTake(directory, reason)) {
+            case AuditDirectoryLock::Outcome::kHeld:
+            case AuditDirectoryLock::Outcome::kReadOnly:  // nothing can be claimed there anyway
+                return lock;
+            case AuditDirectoryLock::Outcome::kUnusable:
+                throw CPPWebException(
+                    Messenger::Compose(74, {AuditDirectoryLock::PathIn(directory), reason}), 1,
+                    where);
+            case AuditDirectoryLock::Outcome::kBusy:
+                break;
+        }
+        if (StopRequest::Requested()) {
+            m_statistics.interrupted = true;
+            return lock;
+        }
+        if (std::chrono::steady_clock::now() >= deadline) {
+            throw CPPWebException(Messenger::Compose(73, {directory, seconds}), 1, where);
+        }
+        if (!waiting) {
+            Messenger::Get().DisplayMessage(72, directory, seconds);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+}
+
+std::vector<std::string> Parser::ListAuditFiles(const std::string& directory) {
     std::vector<std::string> names;
     DirectoryLister lister(directory, kAuditFileExt, true);
     DirectoryLister::Entry entry;
@@ -72,34 +134,56 @@ void Parser::ParseDir() {
     // In byte order: the server's time-stamped names come oldest first, so a
     // request whose lines run on into the next file is read in order.
     std::sort(names.begin(), names.end());
+    return names;
+}
 
-    for (const std::string& name : names) {
-        if (StopRequest::Requested()) {
-            m_statistics.interrupted = true;
+bool Parser::TakeFile(const std::string& path) {
+    Messenger& messenger = Messenger::Get();
+    // A claim refused is said under the file's own banner.
+    Messenger::m_sAuditLogFileName = path;
+    Messenger::m_isParsingNewLog = true;
+    std::string reason;
+    switch (ClaimFile(path, reason)) {
+        case AuditFileClaim::Outcome::kTaken: {
+            LoadClaimedFile(path);
+            FileStatistics& file = m_statistics.files.back();
+            // Nothing of it could be read (AFP-0023): as if it could not be claimed.
+            if (file.outcome == FileOutcome::kSkipped) {
+                file.outcome = FileOutcome::kStopped;
+            }
+            // A file put back while still written goes on to the next: its
+            // writer appends to it after the lines of the files after it.
+            return file.outcome != FileOutcome::kStopped;
+        }
+        case AuditFileClaim::Outcome::kTakenElsewhere:
+            return true;  // gone since it was listed, or held by another program
+        case AuditFileClaim::Outcome::kNotRegular:
+            messenger.DisplayMessage(53, path, reason);
+            m_statistics.files.push_back(FileStatistics{path, FileOutcome::kSkipped});
+            return true;
+        case AuditFileClaim::Outcome::kNameTaken:
+            messenger.DisplayMessage(75, path, reason);
             break;
-        }
-        const std::string path = FileTools::AddTermToPath(directory, name, FileTools::kPathDelim);
-        g_CurrentAuditFile = path;
-        std::string reason;
-        switch (ClaimFile(path, reason)) {
-            case AuditFileClaim::Outcome::kTaken:
-                LoadClaimedFile(path);
-                break;
-            case AuditFileClaim::Outcome::kTakenElsewhere:
-                break;  // another loader has it: nothing to say
-            case AuditFileClaim::Outcome::kNotRegular:
-                Messenger::Get().DisplayMessage(53, path, reason);
-                m_statistics.files.push_back(FileStatistics{path, FileOutcome::kSkipped});
-                break;
-            case AuditFileClaim::Outcome::kFailed:
-                Messenger::Get().DisplayMessage(52, path, reason);
-                m_statistics.files.push_back(FileStatistics{path, FileOutcome::kSkipped});
-                break;
-        }
-        if (m_statistics.interrupted) {
+        case AuditFileClaim::Outcome::kFailed:
+            messenger.DisplayMessage(52, path, reason);
             break;
-        }
     }
+    m_statistics.files.push_back(FileStatistics{path, FileOutcome::kStopped});
+    return false;
+}
+
+void Parser::LeaveWaiting(const std::string& stopPath, const std::vector<std::string>& names,
+                          size_t first) {
+    if (first >= names.size()) {
+        return;
+    }
+    for (size_t next = first; next < names.size(); ++next) {
+        const std::string path =
+            FileTools::AddTermToPath(options.auditLocation, names[next], FileTools::kPathDelim);
+        m_statistics.files.push_back(FileStatistics{path, FileOutcome::kWaiting});
+    }
+    Messenger::Get().DisplayMessageWithInserts(
+        71, {options.auditLocation, stopPath, std::to_string(names.size() - first)});
 }
 
 void Parser::LoadClaimedFile(const std::string& path) {

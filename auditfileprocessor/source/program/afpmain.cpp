@@ -285,7 +285,9 @@ int FinishRun(int argc, char** argv, const AFPOptions& options, RunOutcome& outc
              std::to_string(statistics.Count(FileOutcome::kStopped) +
                             statistics.Count(FileOutcome::kPutBack)),
              std::to_string(statistics.LinesRead()), std::to_string(statistics.LinesRefused()),
-             std::to_string(statistics.RowsWritten())});
+             std::to_string(statistics.RowsWritten()),
+             std::to_string(statistics.Count(FileOutcome::kStillWritten)),
+             std::to_string(statistics.Count(FileOutcome::kWaiting))});
     }
     // Existing schedules rely on 0 whatever happened; the detailed status is asked for.
     const bool detailed = options.detailedExitStatus || DetailedExitStatusRequested(argc, argv);

@@ -3,8 +3,14 @@
 namespace {
 
 int OfStatistics(const RunStatistics& statistics) {
-    if (statistics.interrupted || statistics.Count(FileOutcome::kStopped) > 0 ||
-        statistics.Count(FileOutcome::kPutBack) > 0) {
+    // Each of these leaves a file to a later run.
+    for (FileOutcome left : {FileOutcome::kStopped, FileOutcome::kPutBack,
+                             FileOutcome::kStillWritten, FileOutcome::kWaiting}) {
+        if (statistics.Count(left) > 0) {
+            return ExitStatus::kFileStopped;
+        }
+    }
+    if (statistics.interrupted) {
         return ExitStatus::kFileStopped;
     }
     return statistics.LinesRefused() > 0 ? ExitStatus::kLinesRefused : ExitStatus::kLoaded;

@@ -57,7 +57,8 @@ std::string MetricsReport::Text() const {
              statistics.interrupted ? "1" : "0");
     AddFamily(text, "last_run_files", "Audit files of the last run by outcome.");
     for (FileOutcome outcome : {FileOutcome::kLoaded, FileOutcome::kSetAside, FileOutcome::kSkipped,
-                                FileOutcome::kStopped, FileOutcome::kPutBack}) {
+                                FileOutcome::kStopped, FileOutcome::kPutBack,
+                                FileOutcome::kStillWritten, FileOutcome::kWaiting}) {
         std::string name = FileOutcomeText(outcome);
         for (char& c : name) {
             c = c == ' ' ? '_' : c;

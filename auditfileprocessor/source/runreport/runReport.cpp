@@ -36,6 +36,8 @@ std::string RunReport::Json() const {
           {"filesSetAside", statistics.Count(FileOutcome::kSetAside)},
           {"filesStopped",
            statistics.Count(FileOutcome::kStopped) + statistics.Count(FileOutcome::kPutBack)},
+          {"filesStillWritten", statistics.Count(FileOutcome::kStillWritten)},
+          {"filesWaiting", statistics.Count(FileOutcome::kWaiting)},
           {"filesSkipped", statistics.Count(FileOutcome::kSkipped)},
           {"linesRead", statistics.LinesRead()},
           {"linesRefused", statistics.LinesRefused()},

@@ -43,6 +43,7 @@ TEST(AuditFileClaim, TellsFilesTakenElsewhereFromOtherEntries) {
     ScratchDirectory dir;
     WriteFile(dir / "held.log", "held");
     WriteFile(dir / "target.log", "target");
+    WriteFile(dir / "new.log", "new"), WriteFile(dir / "new.log_processing", "left by a kill");
     ASSERT_EQ(::symlink("target.log", (dir / "link.log").c_str()), 0);
     ASSERT_EQ(::mkfifo((dir / "fifo.log").c_str(), 0600), 0);
     AuditFileClaim held;
@@ -58,6 +59,7 @@ TEST(AuditFileClaim, TellsFilesTakenElsewhereFromOtherEntries) {
         {"missing.log", Outcome::kTakenElsewhere, ""},
         {"link.log", Outcome::kNotRegular, "symbolic link"},
         {"fifo.log", Outcome::kNotRegular, "fifo"},
+        {"new.log", Outcome::kNameTaken, dir / "new.log_processing"},
     };
     for (const auto& c : cases) {
         AuditFileClaim claim;
@@ -69,6 +71,7 @@ TEST(AuditFileClaim, TellsFilesTakenElsewhereFromOtherEntries) {
     // Nothing was renamed, and the link still leads to its untouched target.
     EXPECT_EQ(NamesIn(dir.path()), before);
     EXPECT_EQ(ReadFile(dir / "link.log"), "target");
+    EXPECT_EQ(ReadFile(dir / "new.log_processing"), "left by a kill");
 }
 
 TEST(AuditFileClaim, InterruptedClaimsArePutBackUnlessHeldOrTaken) {
