@@ -120,8 +120,8 @@ class Parser {
     // One line before the resume point, committed by an earlier run: read
     // with writing off, only for what it leaves in memory.
     void ReplayLine(std::vector<std::string>& fields, AuditLineReader::Status status);
-    // Reports a refused line and appends it to the reject file.
-    void RefuseLine(const std::string& raw, const std::string& cause);
+    // Reports refused line `line` and appends it to the reject file.
+    void RefuseLine(const std::string& raw, const std::string& cause, uint32_t line);
     // For the dispatch and the handlers: refuses the line in hand with its
     // cause; the handler returns what this returns (false).
     bool Refuse(std::string cause);

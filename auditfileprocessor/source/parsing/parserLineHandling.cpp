@@ -108,13 +108,13 @@ LineOutcome Parser::HandleLine(std::vector<std::string>& fields, AuditLineReader
                                                 : refusal);
 }
 
-void Parser::RefuseLine(const std::string& raw, const std::string& cause) {
+void Parser::RefuseLine(const std::string& raw, const std::string& cause, uint32_t line) {
     ++CurrentFileStatistics().linesRefused;
     Messenger& messenger = Messenger::Get();
     messenger.DisplayMessage(26, LineForMessage(raw), currentFile);
     messenger.DisplayMessage(51, cause);
     std::string reason;
-    if (!m_rejects.Append(currentFile, lineNumber, cause, raw, reason) && !m_rejectFileFailed) {
+    if (!m_rejects.Append(currentFile, line, cause, raw, reason) && !m_rejectFileFailed) {
         m_rejectFileFailed = true;
         messenger.DisplayMessage(56, m_rejects.path(), reason);
     }
