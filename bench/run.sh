@@ -295,14 +295,14 @@ loadOnce() { # loadOnce BACKEND NBROWS SOURCE RUN LOADER OUT [PORT]
         sqlite3 "$run/load.db" <"$root/schema/sqlite.sql" >/dev/null
         "$measure" "$out" "$program" -dbname "$run/load.db" -dbconnect 'LOCAL;SQ;' \
             -dbuser bench -dbpass unused -auditlocation "$run/audit" -df "$run/dump.sql" \
-            -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
+            -nbrows "$nbrows" -settle 0 >"$run/load.log" 2>&1 || true
     else
         pgFresh afp_bench_load
         before=$(serverCpu)
         "$measure" "$out" "$program" -dbname afp_bench_load \
             -dbconnect "LOCAL;PG;host=$PGHOST port=$port user=%s password=%s" \
             -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$run/audit" \
-            -df "$run/dump.sql" -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
+            -df "$run/dump.sql" -nbrows "$nbrows" -settle 0 >"$run/load.log" 2>&1 || true
         serverCpuSince "$before" >"$out.srv"
     fi
     readMeasure "$out"

@@ -1,6 +1,8 @@
 # The database session and its drivers (SQLite, PostgreSQL).
 add_library(afp_database STATIC
     auditfileprocessor/source/database/dataAccessLayer.cpp
+    auditfileprocessor/source/database/databaseDriver.cpp
+    auditfileprocessor/source/database/knownKeys.cpp
     auditfileprocessor/source/database/pgResult.cpp
     auditfileprocessor/source/database/postgresDriver.cpp
     auditfileprocessor/source/database/boundStatement.cpp
@@ -15,6 +17,7 @@ afp_headers(afp_database PUBLIC
     auditfileprocessor/include/database/sqlColType.h
     auditfileprocessor/include/database/databaseDriver.h
     auditfileprocessor/include/database/boundStatement.h
+    auditfileprocessor/include/database/knownKeys.h
     auditfileprocessor/include/database/dataAccessLayer.h)
 target_link_libraries(afp_database PRIVATE afp_runtime PkgConfig::SQLITE3 PkgConfig::LIBPQ)
 

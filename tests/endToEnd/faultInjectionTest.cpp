@@ -63,6 +63,39 @@ TEST_P(FaultInjectionTest, AfterEachFaultARerunLoadsTheRowsOfOneUninterruptedRun
     }
 }
 
+// Another loader inserts a session after this one found it missing and before
+// its held batch went out: the batch is rolled back and run statement by
+// statement, which finds the session; rows and messages are those of a load
+// that never met the other loader.
+TEST_P(FaultInjectionTest, ASessionInsertedByAnotherLoaderMidBatchReplaysTheBatch) {
+    if (GetParam() != TestBackend::kPostgreSQL) {
+        GTEST_SKIP() << "only PostgreSQL holds batches";
+    }
+    ScratchDirectory scratch;
+    ASSERT_EQ(Generate(scratch / "generated", 6, 3, 120, "F", true).exitStatus, 0);
+    const std::string directory = scratch / "audit", dump = scratch / "dump.sql";
+    TestDatabase reference(GetParam()), database(GetParam());
+    AFP_REQUIRE_DATABASE(reference);
+    CopyWithTimes(scratch / "generated", directory);
+    const ProcessResult plain = RunLoader(reference, directory, kRowCount);
+    std::filesystem::remove_all(directory);
+    CopyWithTimes(scratch / "generated", directory);
+    std::vector<std::string> command =
+        LoaderCommand(database, directory, kRowCount, {{"-df", dump}});
+    command.front() = AFP_FAULTY_PROGRAM;
+    command.insert(command.begin(), {"env", "AFP_FAULT=intrude=3"});
+    const ProcessResult intruded = RunProcess(command);
+
+    const std::string::size_type at = intruded.err.find("intruded: ");
+    ASSERT_NE(at, std::string::npos) << intruded.err;
+    const std::string session = intruded.err.substr(at + 10, intruded.err.find('\n', at) - at - 10);
+    EXPECT_EQ(Count(ReadFile(dump),
+                    "INSERT INTO QXES_SESSION(SESSION_ID, USER_NAME) VALUES ('" + session + "'"),
+              0u);
+    EXPECT_EQ(WithoutSummary(intruded.out), WithoutSummary(plain.out));
+    EXPECT_EQ(DumpTables(database), DumpTables(reference));
+}
+
 AFP_ON_BOTH_BACKENDS(FaultInjectionTest);
 
 }  // namespace

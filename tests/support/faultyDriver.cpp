@@ -1,5 +1,6 @@
 #include "faultyDriver.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <utility>
 
@@ -10,9 +11,10 @@ namespace {
 FaultyDriver::Plan g_plan;
 int g_commits = 0;
 int g_statements = 0;
+int g_sessionInserts = 0;
 
 std::unique_ptr<DatabaseDriver> MakeFaultyDriver(const std::string& dbType) {
-    return std::make_unique<FaultyDriver>(SQLDB::MakeRealDriver(dbType));
+    return std::make_unique<FaultyDriver>(SQLDB::MakeRealDriver(dbType), dbType);
 }
 
 DatabaseDriver::Result Failure(int status, const std::string& message) {
@@ -29,6 +31,7 @@ void FaultyDriver::Install(const Plan& plan) {
     g_plan = plan;
     g_commits = 0;
     g_statements = 0;
+    g_sessionInserts = 0;
     SQLDB::SetDriverFactory(&MakeFaultyDriver);
 }
 
@@ -49,13 +52,68 @@ bool FaultyDriver::ParsePlan(const std::string& text, Plan& plan) {
         plan.failStatement = count;
     } else if (kind == "drop") {
         plan.dropAtStatement = count;
+    } else if (kind == "intrude") {
+        plan.intrudeAtSessionInsert = count;
     } else {
         return false;
     }
     return true;
 }
 
-FaultyDriver::FaultyDriver(std::unique_ptr<DatabaseDriver> real) : m_real(std::move(real)) {}
+FaultyDriver::FaultyDriver(std::unique_ptr<DatabaseDriver> real, std::string dbType)
+    : m_real(std::move(real)), m_dbType(std::move(dbType)) {}
+
+void FaultyDriver::intrudeBefore(const BoundStatement& statement) {
+    if (statement.shape().rfind("INSERT INTO QXES_SESSION(", 0) != 0 ||
+        ++g_sessionInserts != g_plan.intrudeAtSessionInsert) {
+        return;
+    }
+    std::unique_ptr<DatabaseDriver> other = SQLDB::MakeRealDriver(m_dbType);
+    std::vector<SqlDA::ColumnDescription> columns;
+    if (other->open(m_dbName, m_connectString).ok() && other->begin().ok() &&
+        other->execute(statement, false, columns).ok() && other->commit().ok()) {
+        std::fprintf(stderr, "intruded: %s\n", statement.values().front().text.c_str());
+    }
+    other->close();
+}
+
+DatabaseDriver::Result FaultyDriver::heldFault(const BoundStatement& statement, int countBefore) {
+    intrudeBefore(statement);
+    Result fault = statementFault();
+    if (fault.ok() || m_dropped) {
+        return fault;
+    }
+    g_statements = countBefore;
+    m_real->rollback();
+    fault.status = kPredictionFailed;
+    return fault;
+}
+
+bool FaultyDriver::holdsBatches() const {
+    return m_real->holdsBatches();
+}
+
+DatabaseDriver::Result FaultyDriver::runHeld(bool opens, const std::vector<HeldStatement>& held,
+                                             const BoundStatement* query, bool commits,
+                                             std::vector<SqlDA::ColumnDescription>& columns) {
+    const int countBefore = g_statements;
+    for (const HeldStatement& statement : held) {
+        const Result fault = heldFault(statement.statement, countBefore);
+        if (!fault.ok()) {
+            return fault;
+        }
+    }
+    const Result fault = query != nullptr ? heldFault(*query, countBefore) : Result();
+    if (!fault.ok()) {
+        return fault;
+    }
+    if (commits && ++g_commits == g_plan.failCommit) {
+        m_real->rollback();
+        return Failure(kDatabaseFailed,
+                       "injected fault: commit " + std::to_string(g_commits) + " failed");
+    }
+    return m_real->runHeld(opens, held, query, commits, columns);
+}
 
 DatabaseDriver::Result FaultyDriver::dropped() const {
     return Failure(kConnectionFailed, "injected fault: the connection was dropped");
@@ -82,6 +140,8 @@ DatabaseDriver::Result FaultyDriver::statementFault() {
 DatabaseDriver::Result FaultyDriver::open(const std::string& dbName,
                                           const std::string& connectString) {
     m_dropped = false;
+    m_dbName = dbName;
+    m_connectString = connectString;
     return m_real->open(dbName, connectString);
 }
 
@@ -137,6 +197,7 @@ DatabaseDriver::Result FaultyDriver::execute(const std::string& statement, bool 
 
 DatabaseDriver::Result FaultyDriver::execute(const BoundStatement& statement, bool query,
                                              std::vector<SqlDA::ColumnDescription>& columns) {
+    intrudeBefore(statement);
     const Result fault = statementFault();
     return fault.ok() ? m_real->execute(statement, query, columns) : fault;
 }

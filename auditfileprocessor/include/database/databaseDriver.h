@@ -12,9 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "boundStatement.h"
 #include "sqlDA.h"
-
-class BoundStatement;
 
 class DatabaseDriver {
   public:
@@ -32,6 +31,9 @@ class DatabaseDriver {
         kTransactionFailed = -2,
         kConnectionFailed = -3,
         kDatabaseFailed = -4,
+        // A batch whose statements were sent together went otherwise than
+        // predicted: it is rolled back and run again statement by statement.
+        kPredictionFailed = -5,
     };
 
     // Where a statement failed: while it was compiled or while it ran.
@@ -49,6 +51,14 @@ class DatabaseDriver {
     // The length reported for text without a declared width: half the largest
     // 32-bit length, so that no value is ever cut and adding to it cannot overflow.
     static constexpr long kUnboundedTextLength = 0x3fffffffL;
+
+    // What the loader predicted for a statement it held back: that it runs,
+    // or, for a look-up of a key, that it finds its row or none.
+    enum class Expectation { kRuns, kFindsRow, kFindsNoRow };
+    struct HeldStatement {
+        BoundStatement statement;
+        Expectation expect;
+    };
 
     virtual ~DatabaseDriver() = default;
 
@@ -91,6 +101,16 @@ class DatabaseDriver {
     // failure, the statements sent ahead since the last call may all be undone:
     // their line must then be refused.
     virtual Result runAhead() = 0;
+    // Whether runHeld() can send many statements without waiting for each.
+    virtual bool holdsBatches() const { return false; }
+    // Sends in one round trip: BEGIN when `opens`, the held statements, then
+    // `query` (its rows read by fetch()) or, when `commits`, COMMIT. Nothing is
+    // committed unless every held statement ran as expected; otherwise the
+    // transaction is rolled back and kPredictionFailed (or kConnectionFailed)
+    // comes back.
+    virtual Result runHeld(bool opens, const std::vector<HeldStatement>& held,
+                           const BoundStatement* query, bool commits,
+                           std::vector<SqlDA::ColumnDescription>& columns);
     // Reads the next row of the query in hand into `row`; kNoMoreRows at the end.
     virtual Result fetch(std::vector<std::optional<std::string>>& row) = 0;
     // Lets go of the statement in hand; nothing happens when there is none.

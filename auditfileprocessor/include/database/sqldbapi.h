@@ -9,13 +9,14 @@
 //   db.commit(1);
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "databaseDriver.h"
+#include "knownKeys.h"
 #include "sqlDA.h"
-
-class BoundStatement;
-class DatabaseDriver;
 
 class SQLDB {
   public:
@@ -64,7 +65,22 @@ class SQLDB {
     // The next row of the open query, or NULL at the end.
     SqlDA* fetch();
 
-    void startTransaction();
+    // With `held` on a driver that holds batches (PostgreSQL), the
+    // transaction's statements are held and sent together, with the look-ups
+    // the caller predicts (holdLookup), when a look-up must be answered now
+    // and at the commit; every prediction is checked by the database, and a
+    // wrong one fails the batch with status -5 (replay it statement by
+    // statement). What it writes to the SQL dump appears once it commits.
+    void startTransaction(bool held = false);
+    bool canHoldBatches() const;
+    bool isHolding() const { return m_holding; }
+    // In a held transaction: a look-up whose answer the caller predicts.
+    void holdLookup(const BoundStatement& statement, bool findsRow);
+    // Fails the line in hand with status -5: its held batch cannot be
+    // settled as predicted (it would show what a replay shows again).
+    void abandonHeldBatch(const std::string& reason);
+    // The keys of rows written or found in this run, for the predictions.
+    KnownKeys& knownKeys() { return m_knownKeys; }
     // Non-zero commits, zero rolls back; nothing happens when no transaction is open.
     // A commit that fails raises "Commit failed with status %0.": the batch is lost
     // and must not pass for loaded. The transaction is over either way.
@@ -122,6 +138,16 @@ class SQLDB {
     void noteRefusedStatement(const std::string& reason);
 
   private:
+    // Held statements sent per round trip at most, so that neither side of
+    // the connection fills its buffers while the other waits.
+    static constexpr size_t kMaxHeld = 1000;
+
+    SqlDA* runHeldStatement(const BoundStatement& statement, eRequestType type);
+    void hold(const BoundStatement& statement, DatabaseDriver::Expectation expect);
+    // Sends what is held, then `query` or the commit; raises on failure.
+    void sendHeld(const BoundStatement* query, bool commits);
+    LineResult endHeldLine(LineResult line, bool keep);
+    void commitHeld(bool commit);
     // Takes the line's savepoint before its first statement.
     void takeLineSavepoint();
     // Runs a statement given as text or bound (the other is NULL).
@@ -145,4 +171,17 @@ class SQLDB {
     bool m_inLine = false;
     bool m_lineSavepointTaken = false;
     LineResult m_line;
+
+    // The held transaction: its statements not sent yet, whether its BEGIN
+    // went out, and whether it came to nothing (it leaves no trace in the dump).
+    bool m_holding = false;
+    bool m_opened = false;
+    bool m_heldBatchLost = false;
+    std::vector<DatabaseDriver::HeldStatement> m_held;
+    // Where the line in hand's held statements begin, and whether some of
+    // them went out already (a refused line then cannot be taken back).
+    size_t m_lineHeldFrom = 0;
+    bool m_lineSent = false;
+    std::string m_heldDump;
+    KnownKeys m_knownKeys;
 };

@@ -149,9 +149,10 @@ class Parser {
     // One line before the resume point, committed by an earlier run: read
     // with writing off, only for what it leaves in memory.
     void ReplayLine(std::vector<std::string>& fields, AuditLineReader::Status status);
-    // Reports a refused line and appends it to the reject file; `offset` is
-    // where the line begins in the file.
-    void RefuseLine(const std::string& raw, uint64_t offset, const std::string& cause);
+    // Reports refused line `line` (the version line is line 1), which begins
+    // at `offset` in the file, and appends it to the reject file.
+    void RefuseLine(const std::string& raw, uint32_t line, uint64_t offset,
+                    const std::string& cause);
     // For the dispatch and the handlers: refuses the line in hand with its
     // cause; the handler returns what this returns (false).
     bool Refuse(std::string cause);

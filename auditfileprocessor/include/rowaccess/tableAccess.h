@@ -133,7 +133,14 @@ class TableAccess {
     // The integer type that bounds a numeric column's values.
     SqlColType NumericColumnType(const std::string& columnName) const;
     // Takes the date dialect of the session that will run the statement.
-    void UseDialectOf(const SQLDB* db) const;
+    void UseDialectOf(SQLDB* db) const;
+    // The look-up of `keyRow`, answered from the keys known in this run when
+    // the session holds its batch, else asked; what it finds becomes known.
+    int LookUp(SQLDB* db, const BoundStatement& statement, const ColumnList& keyRow) const;
+    // Makes the row of `row`'s key columns known once the row is written.
+    void LearnWritten(SQLDB* db, const ColumnList& row) const;
+    // The table and the values of the key columns: a row as KnownKeys knows it.
+    std::string KeyOf(const ColumnList& row) const;
     // Tells the session why the statement was not run.
     void NoteRefusal(SQLDB* db) const;
     const std::string& TableName() const;
@@ -141,6 +148,8 @@ class TableAccess {
     const Table* m_table;
     // The dialect of the statement being built; the literal appenders read it.
     mutable bool m_typedDateLiterals = true;
+    // The session of the statement being built.
+    mutable SQLDB* m_session = nullptr;
     // The first column whose value failed its checks in the statement being built.
     mutable std::string m_refusedColumn;
 };

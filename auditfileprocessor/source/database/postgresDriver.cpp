@@ -194,6 +194,16 @@ bool HoldsNul(const BoundStatement& statement) {
     return false;
 }
 
+// The look-up in a form that divides by zero unless it finds as many rows as
+// predicted: a wrong prediction fails on the server like a refused statement.
+BoundStatement CheckingForm(const DatabaseDriver::HeldStatement& held) {
+    BoundStatement check = held.statement;
+    const char* predicate = held.expect == DatabaseDriver::Expectation::kFindsRow ? "> 0" : "= 0";
+    check.setShape(std::string("SELECT 1 / CASE WHEN count(*) ") + predicate +
+                   " THEN 1 ELSE 0 END FROM (" + held.statement.shape() + ") AS afp_check");
+    return check;
+}
+
 // Server notices (warnings about savepoints and the like) are not for the
 // administrator's console.
 void IgnoreNotice(void*, const char*) {}
@@ -622,15 +632,7 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
     if (!result.ok()) {
         return result;
     }
-    for (size_t i = 0; i < all.size(); ++i) {
-        // A prepared statement outlives the savepoint and the transaction it
-        // was prepared in, whatever became of the run that followed it.
-        const Command& command = commands[i];
-        if (command.kind == Command::kPrepareShape && !command.text.empty() &&
-            Succeeded(all[i].get())) {
-            m_shapes.emplace(command.bound->shape(), command.text);
-        }
-    }
+    keepPrepared(commands, all);
     if (closing && Succeeded(all.front().get())) {
         m_cursor = kNoCursor;
     }
@@ -659,6 +661,88 @@ DatabaseDriver::Result PostgresDriver::runGuarded(const std::vector<Command>& bo
         results.push_back(std::move(all[i]));
     }
     return Result();
+}
+
+void PostgresDriver::keepPrepared(const std::vector<Command>& commands,
+                                  const std::vector<PgResult>& results) {
+    for (size_t i = 0; i < results.size() && i < commands.size(); ++i) {
+        // A prepared statement outlives the savepoint and the transaction it
+        // was prepared in, whatever became of the run that followed it.
+        const Command& command = commands[i];
+        if (command.kind == Command::kPrepareShape && !command.text.empty() &&
+            Succeeded(results[i].get())) {
+            m_shapes.emplace(command.bound->shape(), command.text);
+        }
+    }
+}
+
+DatabaseDriver::Result PostgresDriver::runHeld(bool opens, const std::vector<HeldStatement>& held,
+                                               const BoundStatement* query, bool commits,
+                                               std::vector<SqlDA::ColumnDescription>& columns) {
+    columns.clear();
+    release();
+    std::vector<Command> commands;
+    if (opens) {
+        commands.push_back({Command::kSimple, "BEGIN", kRun});
+    }
+    // The commands point into it: reserved so that it never moves.
+    std::vector<BoundStatement> checks;
+    checks.reserve(held.size());
+    std::unordered_map<std::string, std::string> pending;
+    for (const HeldStatement& statement : held) {
+        if (HoldsNul(statement.statement)) {
+            rollback();
+            return Failed(kPredictionFailed, kPrepare, "a value holds a NUL character");
+        }
+        const BoundStatement* sent = &statement.statement;
+        if (statement.expect != Expectation::kRuns) {
+            checks.push_back(CheckingForm(statement));
+            sent = &checks.back();
+        }
+        addShape(*sent, commands, pending);
+    }
+    if (query != nullptr) {
+        addShape(*query, commands, pending);
+    }
+    if (commits) {
+        commands.push_back({Command::kSimple, "COMMIT", kRun});
+    }
+    std::vector<PgResult> results;
+    Result result = runPipeline(commands, results);
+    keepPrepared(commands, results);
+    if (!result.ok()) {
+        rollback();
+        return result;
+    }
+    for (const PgResult& one : results) {
+        if (!Succeeded(one.get())) {
+            return heldFailure(results, commands);
+        }
+    }
+    // A transaction the server had to abort answers COMMIT with ROLLBACK.
+    if (commits && std::strcmp(PQcmdStatus(results.back().get()), "COMMIT") != 0) {
+        return Failed(kPredictionFailed, kRun, "the server rolled the batch back");
+    }
+    if (query != nullptr) {
+        holdRows(std::move(results.back()), kResultInHand, true, columns);
+    }
+    return Result();
+}
+
+DatabaseDriver::Result PostgresDriver::heldFailure(const std::vector<PgResult>& results,
+                                                   const std::vector<Command>& commands) {
+    Result result;
+    for (size_t i = 0; i < results.size(); ++i) {
+        if (!Succeeded(results[i].get())) {
+            result = failure(kPredictionFailed, commands[i].phase, results[i].get());
+            break;
+        }
+    }
+    rollback();
+    if (connectionLost()) {
+        result.status = kConnectionFailed;
+    }
+    return result;
 }
 
 int PostgresDriver::sendShape(const Command& command) {

@@ -59,6 +59,12 @@ class PostgresDriver : public DatabaseDriver {
     // in one pipeline under one savepoint.
     Result executeAhead(const BoundStatement& statement) override;
     Result runAhead() override;
+    bool holdsBatches() const override { return true; }
+    // The held statements go without savepoints: any failure rolls the whole
+    // batch back. A predicted look-up goes in a form that fails when its
+    // prediction does not hold, so that the COMMIT behind it never runs then.
+    Result runHeld(bool opens, const std::vector<HeldStatement>& held, const BoundStatement* query,
+                   bool commits, std::vector<SqlDA::ColumnDescription>& columns) override;
     Result fetch(std::vector<std::optional<std::string>>& row) override;
     void release() override;
 
@@ -108,6 +114,10 @@ class PostgresDriver : public DatabaseDriver {
     Result sendAhead();
     // Sends a shape's prepare or run with its values; 1 when sent.
     int sendShape(const Command& command);
+    // Remembers the shapes that `commands` prepared under a name of their own.
+    void keepPrepared(const std::vector<Command>& commands, const std::vector<PgResult>& results);
+    // The first failed result of a held batch, after rolling the batch back.
+    Result heldFailure(const std::vector<PgResult>& results, const std::vector<Command>& commands);
     // Runs one statement of the driver's own, outside any pipeline.
     Result runSimple(const char* statement, const char* expectedTag);
     // The failure of a command, with the server's reason.

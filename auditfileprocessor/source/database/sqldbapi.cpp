@@ -53,6 +53,16 @@ std::string FailureText(const char* text, const DatabaseDriver::Result& result) 
     throw RDXSQLException(FailureText(text, result), result.status, Where(function, line));
 }
 
+// The dump text of the held transaction, written out once it commits.
+std::string* g_heldDump = nullptr;
+
+void WriteHeldDump(const std::string& text) {
+    if (!text.empty()) {
+        SqlDumpFile::Write(text);
+        SqlDumpFile::Flush();
+    }
+}
+
 // How every session makes its driver; replaced only by fault tests.
 SQLDB::DriverFactory g_driverFactory = &SQLDB::MakeRealDriver;
 
@@ -135,9 +145,15 @@ std::string SQLDB::connect(const std::string& dbName, const std::string& connect
 }
 
 void SQLDB::WriteToDump(const std::string& statement) {
-    if (!statement.empty()) {
-        SqlDumpFile::WriteStatement(statement);
+    if (statement.empty()) {
+        return;
     }
+    if (g_heldDump != nullptr) {
+        g_heldDump->push_back('\n');
+        g_heldDump->append(statement);
+        return;
+    }
+    SqlDumpFile::WriteStatement(statement);
 }
 
 std::string SQLDB::reconnect() {
@@ -158,12 +174,18 @@ void SQLDB::beginLine() {
     m_inLine = true;
     m_lineSavepointTaken = false;
     m_line = LineResult();
+    m_lineHeldFrom = m_held.size();
+    m_lineSent = false;
 }
 
 SQLDB::LineResult SQLDB::endLine(bool keep) {
     LineResult line = std::exchange(m_line, LineResult());
     const bool taken = std::exchange(m_lineSavepointTaken, false);
     m_inLine = false;
+    m_knownKeys.EndLine(keep && !line.stopsFile);
+    if (m_holding) {
+        return endHeldLine(std::move(line), keep);
+    }
     if (!taken || m_trHandle == NULL || line.stopsFile) {
         return line;
     }
@@ -182,11 +204,121 @@ SQLDB::LineResult SQLDB::endLine(bool keep) {
     return line;
 }
 
+SQLDB::LineResult SQLDB::endHeldLine(LineResult line, bool keep) {
+    if (keep || line.stopsFile) {
+        return line;
+    }
+    if (!m_lineSent) {
+        // Nothing of the refused line reached the database yet.
+        m_held.erase(m_held.begin() + static_cast<std::ptrdiff_t>(m_lineHeldFrom), m_held.end());
+        return line;
+    }
+    line.stopsFile = true;
+    line.failureStatus = DatabaseDriver::kPredictionFailed;
+    line.failureText = "rows of a refused line went out with its batch";
+    return line;
+}
+
+bool SQLDB::canHoldBatches() const {
+    return m_driver && m_driver->holdsBatches();
+}
+
+void SQLDB::holdLookup(const BoundStatement& statement, bool findsRow) {
+    freeRequest();
+    hold(statement, findsRow ? DatabaseDriver::Expectation::kFindsRow
+                             : DatabaseDriver::Expectation::kFindsNoRow);
+}
+
+void SQLDB::abandonHeldBatch(const std::string& reason) {
+    recordFailure(DatabaseDriver::kPredictionFailed, reason);
+}
+
+void SQLDB::hold(const BoundStatement& statement, DatabaseDriver::Expectation expect) {
+    m_held.push_back({statement, expect});
+    if (m_held.size() >= kMaxHeld) {
+        sendHeld(nullptr, false);
+    }
+}
+
+void SQLDB::sendHeld(const BoundStatement* query, bool commits) {
+    if (m_inLine && m_held.size() > m_lineHeldFrom) {
+        m_lineSent = true;
+    }
+    m_lineHeldFrom = 0;
+    std::vector<DatabaseDriver::HeldStatement> held = std::move(m_held);
+    m_held.clear();
+    if (!m_outputDA) {
+        m_outputDA = std::make_unique<SqlDA>();
+    }
+    DatabaseDriver::Result result =
+        m_driver->runHeld(!m_opened, held, query, commits, m_outputDA->columns);
+    m_opened = true;
+    m_status = result.status;
+    if (!result.ok()) {
+        // The driver rolled the transaction back: nothing of it stays.
+        m_opened = false;
+        m_heldBatchLost = true;
+        recordFailure(result.status, result.message);
+        Raise(commits ? "Commit failed with status %0." : "sqlExecute failed with status %0.",
+              result, "SQLDB::sendHeld", __LINE__);
+    }
+}
+
+SqlDA* SQLDB::runHeldStatement(const BoundStatement& statement, eRequestType type) {
+    if (type == kUpdate) {
+        hold(statement, DatabaseDriver::Expectation::kRuns);
+        if (m_inLine) {
+            ++m_line.writes;
+        }
+        return NULL;
+    }
+    sendHeld(&statement, false);
+    if (m_outputDA->columns.empty()) {
+        return NULL;
+    }
+    m_crHandle = m_outputDA.get();
+    return m_crHandle;
+}
+
+void SQLDB::commitHeld(bool commit) {
+    m_holding = false;
+    g_heldDump = nullptr;
+    const std::string dump =
+        std::exchange(m_heldDump, std::string()) + (commit ? "\nCOMMIT" : "\nROLLBACK");
+    if (commit) {
+        try {
+            sendHeld(nullptr, true);
+        } catch (const std::exception&) {
+            m_trHandle = nullptr;
+            m_held.clear();
+            m_knownKeys.EndBatch(false);
+            throw;
+        }
+        m_trHandle = nullptr;
+        m_knownKeys.EndBatch(true);
+        WriteHeldDump(dump);
+        return;
+    }
+    m_trHandle = nullptr;
+    m_held.clear();
+    m_knownKeys.EndBatch(false);
+    if (!m_heldBatchLost) {
+        // Given up on purpose (a stop request): shown as today's batch is.
+        WriteHeldDump(dump);
+    }
+    if (m_opened) {
+        m_driver->rollback();
+    }
+}
+
 void SQLDB::noteRefusedStatement(const std::string& reason) {
     recordFailure(DatabaseDriver::kStatementFailed, reason);
 }
 
 void SQLDB::recordFailure(int status, const std::string& text) {
+    if (status == DatabaseDriver::kPredictionFailed) {
+        m_heldBatchLost = true;
+    }
     if (!m_inLine) {
         return;
     }
@@ -221,6 +353,10 @@ std::string SQLDB::getAttribute(long attributeId) {
 
 void SQLDB::disconnect() {
     freeRequest();
+    if (m_holding) {
+        m_heldBatchLost = true;
+        commitHeld(false);
+    }
     if (m_trHandle != NULL) {
         m_driver->rollback();  // uncommitted work does not survive the session
         m_trHandle = NULL;
@@ -240,7 +376,8 @@ SqlDA* SQLDB::execute(const BoundStatement& statement, eRequestType type) {
 }
 
 void SQLDB::takeLineSavepoint() {
-    if (!m_inLine || m_lineSavepointTaken) {
+    // A held batch is undone as a whole: its lines need no savepoints.
+    if (!m_inLine || m_lineSavepointTaken || m_holding) {
         return;
     }
     DatabaseDriver::Result savepoint = m_trHandle->savepointLine();
@@ -256,6 +393,10 @@ void SQLDB::takeLineSavepoint() {
 void SQLDB::executeAhead(const BoundStatement& statement) {
     KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
     freeRequest();
+    if (m_holding) {
+        runHeldStatement(statement, kUpdate);
+        return;
+    }
     takeLineSavepoint();
     DatabaseDriver::Result result = m_trHandle->executeAhead(statement);
     m_status = result.status;
@@ -271,6 +412,9 @@ void SQLDB::executeAhead(const BoundStatement& statement) {
 bool SQLDB::runAhead() {
     KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
     freeRequest();
+    if (m_holding) {
+        return true;  // predicted: checked with the batch
+    }
     DatabaseDriver::Result result = m_trHandle->runAhead();
     m_status = result.status;
     if (!result.ok()) {
@@ -283,6 +427,14 @@ SqlDA* SQLDB::run(const std::string* text, const BoundStatement* bound, eRequest
     m_requestType = type;
     KRL_ASSERT(m_trHandle != NULL, kSourceFile, __LINE__);
     freeRequest();  // one statement in hand at a time
+    if (m_holding) {
+        if (bound != nullptr) {
+            return runHeldStatement(*bound, type);
+        }
+        BoundStatement plain;
+        plain.setShape(*text);
+        return runHeldStatement(plain, type);
+    }
     takeLineSavepoint();
     if (!m_outputDA) {
         m_outputDA = std::make_unique<SqlDA>();  // kept: one allocation per session
@@ -329,8 +481,20 @@ SqlDA* SQLDB::fetch() {
     return m_crHandle;
 }
 
-void SQLDB::startTransaction() {
+void SQLDB::startTransaction(bool held) {
     KRL_ASSERT(m_trHandle == NULL, kSourceFile, __LINE__);
+    if (held && canHoldBatches()) {
+        // BEGIN goes out with the batch's first statements.
+        m_holding = true;
+        m_opened = false;
+        m_heldBatchLost = false;
+        m_held.clear();
+        m_heldDump.clear();
+        g_heldDump = &m_heldDump;
+        m_trHandle = m_driver.get();
+        WriteToDump("BEGIN");
+        return;
+    }
     DatabaseDriver::Result result;
     if (!m_driver) {
         result.status = DatabaseDriver::kConnectionFailed;
@@ -355,9 +519,14 @@ void SQLDB::commit(int commitOrRollback) {
     m_inLine = false;
     m_lineSavepointTaken = false;
     m_line = LineResult();
+    if (m_holding) {
+        commitHeld(commitOrRollback != 0);
+        return;
+    }
     DatabaseDriver* driver = std::exchange(m_trHandle, nullptr);
     DumpTransactionEnd(commitOrRollback != 0 ? "COMMIT" : "ROLLBACK");
     DatabaseDriver::Result result = commitOrRollback != 0 ? driver->commit() : driver->rollback();
+    m_knownKeys.EndBatch(result.ok() && commitOrRollback != 0);
     m_status = result.status;
     // A batch that did not reach the disk must not pass for loaded; a failed
     // rollback loses nothing, so it is only recorded.

@@ -216,7 +216,7 @@ LineOutcome AuditFileLoad::LoadLines() {
             return LineOutcome::Taken(0);
         }
         if (m_parser.resumeReached && !m_db->isTransactionOpen()) {
-            m_db->startTransaction();
+            m_db->startTransaction(HoldsNextBatch());
             m_txStartLine = m_parser.lineNumber;
             m_batchRows = 0;
         }
@@ -249,14 +249,19 @@ LineOutcome AuditFileLoad::LoadLineInHand() {
         m_parser.ReplayLine(m_fields, m_status);
         return LineOutcome::Taken(0);
     }
-    ++Statistics().linesRead;
+    const bool held = m_db->isHolding();
+    ++(held ? m_heldLinesRead : Statistics().linesRead);
     LineOutcome outcome = m_parser.HandleLine(m_fields, m_status);
     switch (outcome.kind()) {
         case LineOutcome::Kind::kTaken:
             m_batchRows += outcome.rowsWritten();
             break;
         case LineOutcome::Kind::kRefused:
-            m_parser.RefuseLine(m_raw, m_lineStart, outcome.cause());
+            if (held) {
+                m_heldRefusals.push_back({m_raw, outcome.cause(), m_parser.lineNumber, m_lineStart});
+            } else {
+                m_parser.RefuseLine(m_raw, m_parser.lineNumber, m_lineStart, outcome.cause());
+            }
             break;
         case LineOutcome::Kind::kStopsFile:
             break;
@@ -332,6 +337,14 @@ AuditFileLoad::Pass AuditFileLoad::FinishLines() {
 AuditFileLoad::Pass AuditFileLoad::StopFile(const LineOutcome& stop) {
     // A rollback never raises: the session drops the work when it disconnects anyway.
     m_db->commit(0);
+    m_heldRefusals.clear();
+    m_heldLinesRead = 0;
+    if (stop.databaseStatus() == DatabaseDriver::kPredictionFailed) {
+        // Statement by statement from the batch's first line, as if it had
+        // never been held: its lines come out exactly as they always have.
+        m_replayAt = m_txStartLine;
+        return Pass::kAgain;
+    }
     // The batch starts over from the file's progress: after a lost
     // connection once connected again, after a transaction the database
     // gave up (a deadlock with another loader) at once.
@@ -368,6 +381,11 @@ FileStatistics& AuditFileLoad::Statistics() {
     return m_parser.CurrentFileStatistics();
 }
 
+bool AuditFileLoad::HoldsNextBatch() const {
+    return m_db->canHoldBatches() && m_parser.m_progress.IsAvailable() &&
+           m_parser.options.transactionRowCount > 0 && m_parser.lineNumber != m_replayAt;
+}
+
 void AuditFileLoad::CommitBatch() {
     LoadProgress& progress = m_parser.m_progress;
     if (progress.IsAvailable()) {
@@ -377,6 +395,16 @@ void AuditFileLoad::CommitBatch() {
     m_db->commit(1);
     Statistics().rowsWritten += m_batchRows;
     m_batchRows = 0;
+    ReleaseHeldOutcomes();
+}
+
+void AuditFileLoad::ReleaseHeldOutcomes() {
+    Statistics().linesRead += m_heldLinesRead;
+    m_heldLinesRead = 0;
+    for (const HeldRefusal& refusal : m_heldRefusals) {
+        m_parser.RefuseLine(refusal.raw, refusal.line, refusal.offset, refusal.cause);
+    }
+    m_heldRefusals.clear();
 }
 
 void AuditFileLoad::MarkFileLoaded() {

@@ -65,8 +65,14 @@ class AuditFileLoad {
     // Rolls the batch back; tries the file again or stops it (and the run).
     Pass StopFile(const LineOutcome& stop);
 
+    // Whether the batch that begins now holds its statements and sends them
+    // together: not on a database that runs one at a time, not without the
+    // progress that a replay resumes from, and not right after a replay.
+    bool HoldsNextBatch() const;
     // Commits the open batch with the file's progress and the waiting usage.
     void CommitBatch();
+    // Reports what the held batch's lines came to, once it is committed.
+    void ReleaseHeldOutcomes();
     // Records durably that the file was read to its end.
     void MarkFileLoaded();
     bool RetryBatch();
@@ -100,6 +106,19 @@ class AuditFileLoad {
     bool m_readFailed = false;
     // Rows written by the lines of the open batch.
     uint64_t m_batchRows = 0;
+    // A held batch reports its lines only once it is committed: a replay
+    // reports them again.
+    struct HeldRefusal {
+        std::string raw;
+        std::string cause;
+        uint32_t line;
+        uint64_t offset;
+    };
+    std::vector<HeldRefusal> m_heldRefusals;
+    uint64_t m_heldLinesRead = 0;
+    // The batch that begins at this line runs statement by statement, after
+    // its held run went otherwise than predicted (0: none).
+    uint32_t m_replayAt = 0;
 
     // Connection losses survived in a row, for the wait before the next try,
     // and batches given up by the database, over all passes of the file.

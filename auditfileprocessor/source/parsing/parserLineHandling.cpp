@@ -122,14 +122,15 @@ LineOutcome Parser::HandleLine(std::vector<std::string>& fields, AuditLineReader
                                                 : refusal);
 }
 
-void Parser::RefuseLine(const std::string& raw, uint64_t offset, const std::string& cause) {
+void Parser::RefuseLine(const std::string& raw, uint32_t line, uint64_t offset,
+                        const std::string& cause) {
     ++CurrentFileStatistics().linesRefused;
     Messenger& messenger = Messenger::Get();
     messenger.DisplayMessage(26, LineForMessage(raw), currentFile);
     messenger.DisplayMessage(51, cause);
     std::string reason;
     // Counted as grep -n counts: the header, which the parser does not count, is line 1.
-    const RejectFile::Position where{uint64_t{lineNumber} + 1, offset};
+    const RejectFile::Position where{uint64_t{line} + 1, offset};
     if (!m_rejects.Append(currentFile, where, cause, raw, reason) && !m_rejectFileFailed) {
         m_rejectFileFailed = true;
         messenger.DisplayMessage(56, m_rejects.path(), reason);

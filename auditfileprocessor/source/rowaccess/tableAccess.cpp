@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "cppWebException.h"
+#include "knownKeys.h"
 #include "krlAssertError.h"
 #include "messenger.h"
 #include "programGlobals.h"
@@ -55,6 +56,11 @@ void AppendNamed(std::string& clause, const std::string& columnName) {
     clause += '=';
 }
 
+// Marks a session this loader created in this run: none of its requests or
+// sources can be stored yet unless the loader wrote them.
+const char kCreatedSession[] = "created\t";
+const char kSessionColumn[] = "SESSION_ID";
+
 }  // namespace
 
 TableAccess::TableAccess(const Table* table) : m_table(table) {
@@ -74,10 +80,72 @@ bool TableAccess::SetCond(const ColumnData& column) {
     return column.IsNull();
 }
 
-void TableAccess::UseDialectOf(const SQLDB* db) const {
+void TableAccess::UseDialectOf(SQLDB* db) const {
+    m_session = db;
     if (db != nullptr) {
         m_typedDateLiterals = db->usesTypedDateLiterals();
     }
+}
+
+std::string TableAccess::KeyOf(const ColumnList& row) const {
+    std::string key = TableName();
+    for (const ColumnData* column : row) {
+        if (!WhereCond(*column)) {
+            key += '\t';
+            key += column->IsNull() ? std::string(1, '\0') : column->GetValue();
+        }
+    }
+    return key;
+}
+
+void TableAccess::LearnWritten(SQLDB* db, const ColumnList& row) const {
+    if (db == nullptr || !db->canHoldBatches()) {
+        return;
+    }
+    KnownKeys& known = db->knownKeys();
+    known.Learn(KeyOf(row));
+    const ColumnData* onlyKey = nullptr;
+    int keys = 0;
+    for (const ColumnData* column : row) {
+        if (!WhereCond(*column)) {
+            onlyKey = column;
+            ++keys;
+        }
+    }
+    if (keys == 1 && onlyKey->GetName() == kSessionColumn) {
+        known.Learn(kCreatedSession + onlyKey->GetValue());
+    }
+}
+
+int TableAccess::LookUp(SQLDB* db, const BoundStatement& statement,
+                        const ColumnList& keyRow) const {
+    if (db == nullptr || !db->canHoldBatches()) {
+        return ExecuteSelectSQLStatement(db, statement);
+    }
+    const std::string key = KeyOf(keyRow);
+    KnownKeys& known = db->knownKeys();
+    if (db->isHolding()) {
+        if (known.Knows(key)) {
+            db->holdLookup(statement, true);
+            return 1;
+        }
+        ColumnList keys;
+        for (const ColumnData* column : keyRow) {
+            if (!WhereCond(*column)) {
+                keys.push_back(column);
+            }
+        }
+        if (keys.size() > 1 && keys.front()->GetName() == kSessionColumn &&
+            known.Knows(kCreatedSession + keys.front()->GetValue())) {
+            db->holdLookup(statement, false);
+            return 0;
+        }
+    }
+    const int found = ExecuteSelectSQLStatement(db, statement);
+    if (found == 1) {
+        known.Learn(key);
+    }
+    return found;
 }
 
 SqlColType TableAccess::NumericColumnType(const std::string& columnName) const {
@@ -129,7 +197,11 @@ bool TableAccess::InsertRow(SQLDB* db, const ColumnList& row, bool ahead) {
     }
     bound.setShape(std::move(shape));
     if (!ahead) {
-        return ExecuteUpdateSQLStatement(db, bound);
+        const bool inserted = ExecuteUpdateSQLStatement(db, bound);
+        if (inserted) {
+            LearnWritten(db, row);
+        }
+        return inserted;
     }
     try {
         if (db != nullptr) {
@@ -189,7 +261,7 @@ int TableAccess::Select(SQLDB* db, const ColumnList& keyRow) const {
         return -1;
     }
     bound.setShape(std::move(shape));
-    return ExecuteSelectSQLStatement(db, bound);
+    return LookUp(db, bound, keyRow);
 }
 
 bool TableAccess::AppendWhere(std::string& clause, std::string& shape, BoundStatement& bound,
@@ -435,6 +507,11 @@ void TableAccess::CheckTextWidth(const Table* table, const std::string& columnNa
     if (column != nullptr) {
         const long usable = column->length - kUnusableTextBytes;
         const size_t width = usable > 0 ? static_cast<size_t>(usable) : 0;
+        if (value.size() > width && m_session != nullptr && m_session->isHolding()) {
+            // Its messages must appear once: the batch is replayed and shows them.
+            m_session->abandonHeldBatch("a value is longer than its column");
+            return;
+        }
         if (value.size() > width) {
             Messenger& messenger = Messenger::Get();
             const std::string length = std::to_string(value.size());
