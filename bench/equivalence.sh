@@ -66,7 +66,7 @@ load() {
             -auditlocation "$work/audit" -nbrows "$nbrows" -df "$out.sql" >"$out.messages" 2>&1
     fi
     # The summary's elapsed time and the bookkeeping's clock differ from run to run.
-    sed -i 's/^\(AFP-0058: Run finished in \)[0-9.]* s/\1T s/' "$out.messages"
+    sed -i 's/^\(AFP-0058: Run finished\) .* s: /\1 T: /' "$out.messages"
     sed -i "/QXES_LOAD_PROGRESS\|QXES_USAGE_PENDING/s/'[0-9-]* [0-9:.]*'/'T'/g" "$out.sql"
     tablesOf "$backend" >"$out.tables"
     ls "$work/audit" >"$out.files"

@@ -12,6 +12,8 @@ packages=(
     nlohmann-json3-dev
     chromium
     dpkg-dev debhelper lintian file man-db systemd
+    # promtool, to check the metrics text as Prometheus reads it
+    prometheus
 )
 
 missing=()

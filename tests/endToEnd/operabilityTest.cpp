@@ -21,7 +21,9 @@ using namespace auditFiles;
 using Arguments = std::vector<std::string>;
 
 const std::regex kSummary(
-    "AFP-0058: Run finished in [0-9]+\\.[0-9]{3} s: ([0-9]+) audit files loaded, ([0-9]+) set "
+    "AFP-0058: Run finished at "
+    "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}[+-][0-9]{2}:[0-9]{2} "
+    "in [0-9]+\\.[0-9]{3} s: ([0-9]+) audit files loaded, ([0-9]+) set "
     "aside, ([0-9]+) stopped, [0-9]+ still being written, [0-9]+ waiting; ([0-9]+) lines read, "
     "([0-9]+) refused; ([0-9]+) rows written\\.");
 
@@ -107,6 +109,10 @@ TEST_F(Operability, SummaryAndRunReportsAgreeWithTheTables) {
         outcomes[std::filesystem::path(file["path"].get<std::string>()).filename()] =
             file["outcome"];
         linesRead += file["linesRead"].get<unsigned long long>();
+        // Each file under the name it had, and the one it has now.
+        const std::string after = file["pathAfter"];
+        EXPECT_EQ(after.substr(after.size() - 4), ".___") << after;
+        EXPECT_TRUE(std::filesystem::exists(after)) << after;
     }
     EXPECT_EQ(linesRead, figure(4));
     EXPECT_EQ(outcomes.size(), 5u);
@@ -120,10 +126,27 @@ TEST_F(Operability, SummaryAndRunReportsAgreeWithTheTables) {
              "qxesauditfileprocessor_last_run_files{outcome=\"loaded\"} 4\n",
              "qxesauditfileprocessor_last_run_lines_refused 1\n",
              "qxesauditfileprocessor_last_run_rows_written " + summary.str(6) + "\n",
-             "qxesauditfileprocessor_info{version=\"" AFP_VERSION "\"} 1\n"}) {
+             "qxesauditfileprocessor_info{version=\"" AFP_VERSION "\"} 1\n",
+             "qxesauditfileprocessor_audit_files_waiting 0\n"}) {
         EXPECT_NE(prom.find(sample), std::string::npos) << sample << prom;
     }
     EXPECT_EQ(NamesIn(m_dir / "reports"), (std::vector<std::string>{"afp.prom", "run.json"}));
+    // A run that cannot load (its database is gone) still tells the backlog and
+    // keeps when the last successful run was; the text passes Prometheus's own check.
+    const std::string success = "qxesauditfileprocessor_last_success_timestamp_seconds ";
+    const std::string lastSuccess = prom.substr(prom.find("\n" + success) + 1);
+    WriteFile(m_audit + "/qxes_audit_late.log", AuditFile({Startup("late")}));
+    RunProcess(Loader({"-metrics", metrics, "-dbname", m_dir / "gone.db"}));
+    const std::string after = ReadFile(metrics);
+    EXPECT_NE(after.find(lastSuccess.substr(0, lastSuccess.find('\n') + 1)), std::string::npos);
+    EXPECT_NE(after.find("qxesauditfileprocessor_audit_files_waiting 1\n"), std::string::npos);
+    EXPECT_NE(after.find("qxesauditfileprocessor_oldest_audit_file_age_seconds 3"),
+              std::string::npos)
+        << after;  // dated an hour back
+    if (RunProcess({"sh", "-c", "command -v promtool"}).exitStatus == 0) {
+        const ProcessResult check = RunProcess({"sh", "-c", "promtool check metrics < " + metrics});
+        EXPECT_EQ(check.exitStatus, 0) << check.out << check.err;
+    }
 
     // A password read from a file is masked in the dump and appears nowhere in it.
     const std::string dump = ReadFile(m_dir / "dump.sql");
@@ -325,8 +348,7 @@ TEST_F(Operability, OutputPathsThatAreLinksOrFullAreRefusedOrReported) {
 TEST(ExitStatus, TheWorstOutcomeOfTheRunWins) {
     using F = FileOutcome;
     const auto file = [](FileOutcome outcome, uint64_t refused) {
-        FileStatistics statistics;
-        statistics.outcome = outcome;
+        FileStatistics statistics("qxes_audit_1.log", outcome);
         statistics.linesRefused = refused;
         return statistics;
     };

@@ -71,6 +71,8 @@ class Parser {
     // the line has more than the fixed fields (a message over several pieces).
     bool TokenizeLine(std::vector<std::string>& fields, const std::string& line) const;
     void AddLineToAuditFilename(const std::string& path, unsigned long line) const;
+    // The name AddLineToAuditFilename gives the file: path with ".line" before its extension.
+    static std::string ResumeNameOf(const std::string& path, unsigned long line);
 
     // The resume number in an audit file's own name: the decimal digits between
     // the last two dots of the name ("qxes_audit_x.120.log" gives 120); 0 when

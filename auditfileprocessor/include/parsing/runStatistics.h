@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 // What became of one audit file in this run.
@@ -24,11 +25,17 @@ enum class FileOutcome {
 const char* FileOutcomeText(FileOutcome outcome);
 
 struct FileStatistics {
+    explicit FileStatistics(std::string filePath, FileOutcome fileOutcome = FileOutcome::kLoaded)
+        : path(std::move(filePath)), outcome(fileOutcome) {}
+
     std::string path;
     FileOutcome outcome = FileOutcome::kLoaded;
     uint64_t linesRead = 0;     // lines handled with writing on, in this run
     uint64_t linesRefused = 0;  // of those, refused with AFP-0026
     uint64_t rowsWritten = 0;   // rows inserted or updated in committed batches
+    // The file's name once the run was done with it: renamedTo when it was
+    // renamed (".___", a resume number), empty when it kept its name.
+    std::string renamedTo;
 };
 
 struct RunStatistics {

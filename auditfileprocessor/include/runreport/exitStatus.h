@@ -23,4 +23,7 @@ class ExitStatus {
     static int Of(const RunOutcome& outcome);
     // "loaded", "lines refused", "file stopped", ... : the code in words.
     static const char* Meaning(int status);
+    // Whether a run with that status went through its whole audit directory
+    // (lines may have been refused).
+    static bool LoadedToTheEnd(int status) { return status == kLoaded || status == kLinesRefused; }
 };

@@ -35,6 +35,11 @@ struct RunOutcome {
     // A time as seconds since the epoch, and as "2026-11-22T09:30:00Z".
     static int64_t EpochSeconds(std::chrono::system_clock::time_point time);
     static std::string UtcText(std::chrono::system_clock::time_point time);
+    // A time in local time with its offset, "2026-11-22T10:30:00+01:00".
+    static std::string LocalText(std::chrono::system_clock::time_point time);
+    // Counts the audit files still waiting in the directory once the run is
+    // over, and the age of the oldest, for the metrics.
+    void MeasureBacklog(const std::string& directory);
     bool Connected() const { return stage >= RunStage::kConnected; }
 
     RunStage stage = RunStage::kStarting;
@@ -46,6 +51,10 @@ struct RunOutcome {
     // The outputs that could not be written, as FailedOutputs names them.
     std::vector<std::string> failedOutputs;
     RunStatistics statistics;
+    // The audit files left in the directory after the run, and the age in
+    // seconds of the oldest of them (0 when none is left).
+    unsigned filesInDirectory = 0;
+    int64_t oldestFileAgeSeconds = 0;
 
     std::chrono::system_clock::time_point startTime, endTime;
     std::chrono::steady_clock::time_point startClock, endClock;

@@ -10,6 +10,7 @@
 #include "auditSupport.h"
 #include "cppWebException.h"
 #include "databaseDriver.h"
+#include "fileTools.h"
 #include "krlAssertError.h"
 #include "messenger.h"
 #include "parser.h"
@@ -258,7 +259,8 @@ LineOutcome AuditFileLoad::LoadLineInHand() {
             break;
         case LineOutcome::Kind::kRefused:
             if (held) {
-                m_heldRefusals.push_back({m_raw, outcome.cause(), m_parser.lineNumber, m_lineStart});
+                m_heldRefusals.push_back(
+                    {m_raw, outcome.cause(), m_parser.lineNumber, m_lineStart});
             } else {
                 m_parser.RefuseLine(m_raw, m_parser.lineNumber, m_lineStart, outcome.cause());
             }
@@ -305,7 +307,7 @@ AuditFileLoad::Pass AuditFileLoad::FinishLines() {
         m_db->commit(0);
         const uint32_t resumeLine = m_txStartLine != 0 ? m_txStartLine : m_parser.lineNumber;
         if (!progressKept) {
-            m_parser.AddLineToAuditFilename(m_path, resumeLine);
+            PutResumeLineInName(resumeLine);
         }
         messenger.DisplayMessageWithInserts(
             49, {StopRequest::SignalName(), std::to_string(resumeLine), m_path});
@@ -322,7 +324,7 @@ AuditFileLoad::Pass AuditFileLoad::FinishLines() {
         // Loaded as far as it goes; the next run continues from here, and
         // sets it aside once it has stayed unchanged for the settle time.
         if (!progressKept) {
-            m_parser.AddLineToAuditFilename(m_path, m_lastHandled + 1);
+            PutResumeLineInName(m_lastHandled + 1);
         }
         messenger.DisplayMessageWithInserts(50, {m_path, std::to_string(m_lastHandled),
                                                  std::to_string(m_parser.options.settleSeconds)});
@@ -359,9 +361,17 @@ AuditFileLoad::Pass AuditFileLoad::StopFile(const LineOutcome& stop) {
     messenger.DisplayMessage(27, Parser::LineForMessage(m_raw), m_path);
     messenger.DisplayMessage(47, stop.cause());
     // Before the first batch of this run the name keeps what it says.
-    m_parser.AddLineToAuditFilename(m_path, m_txStartLine != 0 ? m_txStartLine : m_resume);
+    PutResumeLineInName(m_txStartLine != 0 ? m_txStartLine : m_resume);
     Statistics().outcome = FileOutcome::kStopped;
     throw CPPWebException(2, 1, {"parser", 329, "Parser::Parse", "KRL_THROW"});
+}
+
+void AuditFileLoad::PutResumeLineInName(uint32_t line) {
+    m_parser.AddLineToAuditFilename(m_path, line);
+    const std::string resumeName = Parser::ResumeNameOf(m_path, line);
+    if (resumeName != m_path && FileTools::FileExists(resumeName)) {
+        Statistics().renamedTo = resumeName;
+    }
 }
 
 LineOutcome AuditFileLoad::StopsFileFor(const std::exception& error) const {

@@ -76,6 +76,9 @@ class AuditFileLoad {
     // Records durably that the file was read to its end.
     void MarkFileLoaded();
     bool RetryBatch();
+    // Renames the file to carry its resume line, as runs without progress
+    // find it, and records its new name.
+    void PutResumeLineInName(uint32_t line);
     bool ReconnectAfterLoss(const std::string& reason);
     LineOutcome StopsFileFor(const std::exception& error) const;
     FileStatistics& Statistics();

@@ -210,6 +210,7 @@ void Parser::SetAside(const std::string& path) {
             Messenger::Get().DisplayMessage(21, path);
             return;
         }
+        CurrentFileStatistics().renamedTo = doneName;
         // The new name survives a power loss like the rows it stands for.
         FileTools::SyncDirectory(options.auditLocation);
     } else if (fileDisposable) {

@@ -44,6 +44,11 @@ uint32_t Parser::ResumeNumberOf(const std::string& path) {
     return static_cast<uint32_t>(value);
 }
 
+std::string Parser::ResumeNameOf(const std::string& path, unsigned long line) {
+    // Any earlier number stays in the name; the last one is the one read back.
+    return path.substr(0, ExtensionDotOf(path)) + "." + std::to_string(line) + kAuditFileExt;
+}
+
 void Parser::AddLineToAuditFilename(const std::string& path, unsigned long line) const {
     constexpr auto string_npos = std::string::npos;
     const std::string::size_type pos = ExtensionDotOf(path);
@@ -51,8 +56,7 @@ void Parser::AddLineToAuditFilename(const std::string& path, unsigned long line)
     if (ResumeNumberOf(path) == line) {
         return;
     }
-    // Any earlier number stays in the name; the last one is the one read back.
-    const std::string resumeName = path.substr(0, pos) + "." + std::to_string(line) + kAuditFileExt;
+    const std::string resumeName = ResumeNameOf(path, line);
     if (std::rename(path.c_str(), resumeName.c_str()) != 0) {
         Messenger::Get().DisplayMessage(21, path);
     }

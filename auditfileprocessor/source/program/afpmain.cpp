@@ -6,7 +6,9 @@
 // detailed" asks for one that tells how the run went.
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <utility>
 
@@ -264,6 +266,24 @@ void WriteRunReport(const std::string& path, const char* kind, const std::string
     }
 }
 
+// The one message that ends every run that reached the database.
+void ShowSummary(const RunOutcome& outcome) {
+    // The summary belongs to no audit file: no banner before it.
+    Messenger::m_sAuditLogFileName.clear();
+    Messenger::m_isParsingNewLog = false;
+    const RunStatistics& statistics = outcome.statistics;
+    Messenger::Get().DisplayMessageWithInserts(
+        58, {outcome.ElapsedSecondsText(), std::to_string(statistics.Count(FileOutcome::kLoaded)),
+             std::to_string(statistics.Count(FileOutcome::kSetAside)),
+             std::to_string(statistics.Count(FileOutcome::kStopped) +
+                            statistics.Count(FileOutcome::kPutBack)),
+             std::to_string(statistics.LinesRead()), std::to_string(statistics.LinesRefused()),
+             std::to_string(statistics.RowsWritten()),
+             std::to_string(statistics.Count(FileOutcome::kStillWritten)),
+             std::to_string(statistics.Count(FileOutcome::kWaiting)),
+             RunOutcome::LocalText(outcome.endTime)});
+}
+
 // The summary, the run reports and the exit status, once the run has ended
 // however it ended.
 int FinishRun(int argc, char** argv, const AFPOptions& options, RunOutcome& outcome) {
@@ -274,20 +294,7 @@ int FinishRun(int argc, char** argv, const AFPOptions& options, RunOutcome& outc
         return ExitStatus::Of(outcome);
     }
     if (outcome.Connected()) {
-        // The summary belongs to no audit file: no banner before it.
-        Messenger::m_sAuditLogFileName.clear();
-        Messenger::m_isParsingNewLog = false;
-        const RunStatistics& statistics = outcome.statistics;
-        Messenger::Get().DisplayMessageWithInserts(
-            58,
-            {outcome.ElapsedSecondsText(), std::to_string(statistics.Count(FileOutcome::kLoaded)),
-             std::to_string(statistics.Count(FileOutcome::kSetAside)),
-             std::to_string(statistics.Count(FileOutcome::kStopped) +
-                            statistics.Count(FileOutcome::kPutBack)),
-             std::to_string(statistics.LinesRead()), std::to_string(statistics.LinesRefused()),
-             std::to_string(statistics.RowsWritten()),
-             std::to_string(statistics.Count(FileOutcome::kStillWritten)),
-             std::to_string(statistics.Count(FileOutcome::kWaiting))});
+        ShowSummary(outcome);
     }
     // Existing schedules rely on 0 whatever happened; the detailed status is asked for.
     const bool detailed = options.detailedExitStatus || DetailedExitStatusRequested(argc, argv);
@@ -295,8 +302,13 @@ int FinishRun(int argc, char** argv, const AFPOptions& options, RunOutcome& outc
     const int status = ExitStatus::Of(outcome);
     WriteRunReport(options.reportFile, kRunReport,
                    RunReport(outcome, kVersion, status, detailed ? status : 0).Json());
-    WriteRunReport(options.metricsFile, kMetricsFile,
-                   MetricsReport(outcome, kVersion, status).Text());
+    if (!options.metricsFile.empty()) {
+        outcome.MeasureBacklog(options.auditLocation);
+        std::ostringstream previous;
+        previous << std::ifstream(options.metricsFile).rdbuf();
+        WriteRunReport(options.metricsFile, kMetricsFile,
+                       MetricsReport(outcome, kVersion, status, previous.str()).Text());
+    }
     // Both reports tell the same status; only the exit status also counts a
     // report that could not be written.
     outcome.failedOutputs = FailedOutputs::List();

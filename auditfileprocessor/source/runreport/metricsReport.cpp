@@ -1,5 +1,9 @@
 #include "metricsReport.h"
 
+#include <cstdlib>
+
+#include "exitStatus.h"
+
 const char MetricsReport::kPrefix[] = "qxesauditfileprocessor_";
 
 namespace {
@@ -30,10 +34,29 @@ void AddGauge(std::string& text, const std::string& name, const std::string& hel
     AddSample(text, name, "", value);
 }
 
+const char kLastSuccess[] = "last_success_timestamp_seconds";
+
+// The time of the last successful run in an earlier metrics text; 0 when none.
+int64_t LastSuccessIn(const std::string& text) {
+    const std::string name = std::string(MetricsReport::kPrefix) + kLastSuccess + " ";
+    for (std::string::size_type at = text.find(name); at != std::string::npos;
+         at = text.find(name, at + 1)) {
+        if (at == 0 || text[at - 1] == '\n') {
+            return std::strtoll(text.c_str() + at + name.size(), nullptr, 10);
+        }
+    }
+    return 0;
+}
+
 }  // namespace
 
-MetricsReport::MetricsReport(const RunOutcome& outcome, const std::string& version, int status)
-    : m_outcome(outcome), m_version(version), m_status(status) {}
+MetricsReport::MetricsReport(const RunOutcome& outcome, const std::string& version, int status,
+                             const std::string& previousText)
+    : m_outcome(outcome),
+      m_version(version),
+      m_status(status),
+      m_lastSuccess(ExitStatus::LoadedToTheEnd(status) ? RunOutcome::EpochSeconds(outcome.endTime)
+                                                       : LastSuccessIn(previousText)) {}
 
 std::string MetricsReport::Text() const {
     const RunStatistics& statistics = m_outcome.statistics;
@@ -51,6 +74,16 @@ std::string MetricsReport::Text() const {
              "refused, 66 no audit directory, 69 database unavailable, 70 internal, 73 output not "
              "written, 75 stopped.",
              std::to_string(m_status));
+    AddGauge(text, kLastSuccess,
+             "When the last run that loaded its audit directory to the end (detailed status 0 "
+             "or 65) ended; 0 when none did.",
+             std::to_string(m_lastSuccess));
+    AddGauge(text, "audit_files_waiting",
+             "Audit files left in the audit directory after the last run.",
+             std::to_string(m_outcome.filesInDirectory));
+    AddGauge(text, "oldest_audit_file_age_seconds",
+             "Age of the oldest audit file left in the audit directory after the last run.",
+             std::to_string(m_outcome.oldestFileAgeSeconds));
     AddGauge(text, "last_run_connected", "1 when the last run reached the database.",
              m_outcome.Connected() ? "1" : "0");
     AddGauge(text, "last_run_interrupted", "1 when a signal ended the last run early.",

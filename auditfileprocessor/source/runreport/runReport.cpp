@@ -15,6 +15,7 @@ std::string RunReport::Json() const {
     nlohmann::ordered_json files = nlohmann::ordered_json::array();
     for (const FileStatistics& file : statistics.files) {
         files.push_back({{"path", file.path},
+                         {"pathAfter", file.renamedTo.empty() ? file.path : file.renamedTo},
                          {"outcome", FileOutcomeText(file.outcome)},
                          {"linesRead", file.linesRead},
                          {"linesRefused", file.linesRefused},
