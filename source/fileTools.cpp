@@ -1,6 +1,7 @@
 #include "fileTools.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -77,4 +78,12 @@ bool FileTools::SyncDirectory(const std::string& path) {
         synced = ::fsync(directory.get());
     } while (synced != 0 && errno == EINTR);
     return synced == 0;
+}
+
+bool FileTools::TryLockExclusive(int descriptor) {
+    int locked;
+    do {
+        locked = ::flock(descriptor, LOCK_EX | LOCK_NB);
+    } while (locked != 0 && errno == EINTR);
+    return locked == 0;
 }

@@ -23,6 +23,9 @@ class FileTools {
     static bool DirectoryExists(const std::string& path);
     // Makes the directory's entries (a rename in it) durable; false on failure.
     static bool SyncDirectory(const std::string& path);
+    // Takes an exclusive lock on the open file without waiting (flock), taken
+    // again after a signal; false with errno set (EWOULDBLOCK: another holds it).
+    static bool TryLockExclusive(int descriptor);
     // Opens a stream with a C stdio mode ("r", "w", "a", "r+", "w+", "a+");
     // a file it creates gets the given permissions (before the umask). NULL on failure.
     static FILE* _fopen(const std::string& path, const char* mode, mode_t permissions = 0666);

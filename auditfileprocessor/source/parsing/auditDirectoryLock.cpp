@@ -50,11 +50,7 @@ AuditDirectoryLock::Outcome AuditDirectoryLock::TryTake(const std::string& direc
         reason = "it is not a regular file";
         return Outcome::kUnusable;
     }
-    int locked;
-    do {
-        locked = ::flock(file.get(), LOCK_EX | LOCK_NB);
-    } while (locked != 0 && errno == EINTR);
-    if (locked != 0) {
+    if (!FileTools::TryLockExclusive(file.get())) {
         if (errno == EWOULDBLOCK) {
             return Outcome::kBusy;
         }

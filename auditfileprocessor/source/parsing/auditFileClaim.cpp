@@ -104,11 +104,7 @@ AuditFileClaim::Outcome AuditFileClaim::LockAndCheck(const std::string& path, st
         reason = DirectoryLister::KindOf(byDescriptor.st_mode);
         return Outcome::kNotRegular;
     }
-    int locked;
-    do {
-        locked = ::flock(file.get(), LOCK_EX | LOCK_NB);
-    } while (locked != 0 && errno == EINTR);
-    if (locked != 0) {
+    if (!FileTools::TryLockExclusive(file.get())) {
         if (errno == EWOULDBLOCK) {
             return Outcome::kTakenElsewhere;
         }
