@@ -92,7 +92,7 @@ UsageReport ReportQueries::read() {
         readDurations(report);
         readUsage(report);
         readStartups(report);
-    } catch (...) {
+    } catch (const std::exception&) {
         m_db.commit(0);
         throw;
     }
