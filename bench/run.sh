@@ -42,8 +42,15 @@ usage: $0 [options]
   --baseline LOADER  another loader binary (e.g. built from main) measured on the
                      same lines in the same run: "base s" and "speedup" columns
   --repeat N         run each loader and replay N times and take the median (default 1)
-  --latency-us N     PostgreSQL delay each way through the relay (default 500; 0: none)
+  --latency-us "A B" PostgreSQL delays each way through the relay, in us (default
+                     "0 500 5000"; "": no relay); delays of 5 ms and more run only
+                     the largest -nbrows
   --latency-lines N  audit lines loaded through the relay (default 20000)
+  --mispredict-pct P share of the lines whose held batch another connection
+                     disturbs, through the relay at 0.5 ms (default 1; 0: none;
+                     needs the test program afp_faulty_loader)
+  --scaling "1 2 4"  loaders run side by side on distinct directories into one
+                     database through the relay at 0.5 ms (default "1 2 4"; "": none)
   --profile          profile the loader on SQLite (perf, else callgrind) and print
                      where its own time goes
   --profile-lines N  audit lines for the profile (default 200000; 20000 under callgrind)
@@ -69,8 +76,10 @@ pgPassword=${AFP_BENCH_PG_PASSWORD:-}
 keep=0
 baseline=
 repeat=1
-latencyUs=500
+latencyUs="0 500 5000"
 latencyLines=20000
+mispredictPct=1
+scaling="1 2 4"
 profile=0
 profileLines=
 
@@ -95,6 +104,8 @@ while [ $# -gt 0 ]; do
     --repeat) repeat=$2; shift 2 ;;
     --latency-us) latencyUs=$2; shift 2 ;;
     --latency-lines) latencyLines=$2; shift 2 ;;
+    --mispredict-pct) mispredictPct=$2; shift 2 ;;
+    --scaling) scaling=$2; shift 2 ;;
     --profile) profile=1; shift ;;
     --profile-lines) profileLines=$2; shift 2 ;;
     *) usage ;;
@@ -102,7 +113,7 @@ while [ $# -gt 0 ]; do
 done
 
 for number in "$lines" "$pgLines" "$files" "$sessions" "$seed" $rowCounts "$repeat" \
-    "$latencyUs" "$latencyLines" ${profileLines:+"$profileLines"}; do
+    $latencyUs "$latencyLines" "$mispredictPct" $scaling ${profileLines:+"$profileLines"}; do
     [[ "$number" =~ ^[0-9]+$ ]] || usage
 done
 [ "$files" -gt 0 ] && [ "$repeat" -gt 0 ] || usage
@@ -125,6 +136,12 @@ if [ ! -f "$buildDir/CMakeCache.txt" ]; then
 fi
 cmake --build "$buildDir" -j2 --target qxesauditfileprocessor qxesauditgen >/dev/null
 loader=$buildDir/bin/qxesauditfileprocessor
+faultyLoader=$buildDir/bin/afp_faulty_loader
+if [ "$mispredictPct" -gt 0 ] && [ "$usePg" != no ] && [ -n "$latencyUs" ] &&
+    ! cmake --build "$buildDir" -j2 --target afp_faulty_loader >/dev/null 2>&1; then
+    say "bench: no afp_faulty_loader in $buildDir (tests off?): no misprediction case"
+    mispredictPct=0
+fi
 generator=$buildDir/bin/qxesauditgen
 measure=$buildDir/bench/measure
 delayProxy=$buildDir/bench/delayProxy
@@ -209,7 +226,7 @@ convertDump() { # convertDump DUMP REPLAY [PREAMBLE]
 }
 
 countStatements() { # data statements, without the transaction boundaries
-    tail -n +3 "$1" | awk 'length($0) > 0 && $0 != "BEGIN" && $0 != "COMMIT" && $0 != "ROLLBACK"' | wc -l
+    tail -n +3 "$1" | awk 'length($0) > 0 && $0 != "BEGIN" && $0 != "COMMIT" && $0 != "ROLLBACK" && substr($0, 1, 3) != "-- "' | wc -l
 }
 
 countTransactions() {
@@ -404,22 +421,128 @@ runPair() { # runPair BACKEND NBROWS SOURCE LINES
 }
 
 latencyRows=()
+scalingRows=()
 
-# Loads through the delaying relay and records wall time and round trips.
-runLatency() { # runLatency SOURCE LINES NBROWS LABEL LOADER
-    local source=$1 lineCount=$2 nbrows=$3 label=$4 program=$5
-    local run=$workDir/latency-$label before after
+# Audit-row batches committed in a dump, and how many of them were run again
+# statement by statement after their held run went otherwise than predicted.
+batchesOf() { # batchesOf DUMP -> "BATCHES REPLAYED"
+    tail -n +3 "$1" | awk '
+        $0 == "BEGIN" { rows = 0; next }
+        /^-- bookkeeping: the batch below/ { replayed++; next }
+        /^(INSERT INTO|UPDATE) QXES_(DISPATCHER|SESSION|REQUEST|ADMIN_SOURCE|USER_SOURCE|DIM_USAGE|MEASURE_USAGE|LEVEL_USAGE)[( ]/ { rows = 1 }
+        $0 == "COMMIT" && rows { batches++ }
+        END { printf "%d %d\n", batches, replayed }'
+}
+
+# Starts the relay with DELAY us each way; sets proxyPid and proxyPort.
+startRelay() { # startRelay DELAY
+    rm -f "$workDir/proxy.port" "$workDir/proxy.stats"
+    "$delayProxy" 0 "${PGPORT:-5432}" "$1" "$workDir/proxy.stats" >"$workDir/proxy.port" &
+    proxyPid=$!
+    for _ in $(seq 50); do [ -s "$workDir/proxy.port" ] && break; sleep 0.1; done
+    proxyPort=$(head -1 "$workDir/proxy.port")
+}
+
+stopRelay() {
+    kill "$proxyPid" 2>/dev/null || true
+    wait "$proxyPid" 2>/dev/null || true
+    proxyPid=
+}
+
+trips() { cut -d' ' -f2 "$workDir/proxy.stats" 2>/dev/null || echo 0; }
+
+# Loads through the running relay `repeat` times; records the run of median
+# wall time with its round trips and replayed batches. FAULT, when given, is
+# the fault plan of afp_faulty_loader (the LOADER then).
+runLatency() { # runLatency SOURCE LINES NBROWS LABEL LOADER DELAY [FAULT]
+    local source=$1 lineCount=$2 nbrows=$3 label=$4 program=$5 delay=$6 fault=${7:-}
+    local run=$workDir/latency-$label before after i results=() chosen
     rm -rf "$run"
     mkdir -p "$run"
-    say "bench: PostgreSQL with ${latencyUs} us each way, -nbrows $nbrows: loading $lineCount lines ($label)"
-    before=$(cut -d' ' -f2 "$workDir/proxy.stats" 2>/dev/null || echo 0)
-    loadOnce PostgreSQL "$nbrows" "$source" "$run" "$program" "$run/load.measure" "$proxyPort"
-    sleep 0.2
-    after=$(cut -d' ' -f2 "$workDir/proxy.stats")
-    readMeasure "$run/load.measure"
-    latencyRows+=("$label $nbrows $lineCount $(countStatements "$run/dump.sql") $m_wall $((after - before))")
+    say "bench: PostgreSQL with $delay us each way, -nbrows $nbrows: loading $lineCount lines ($label)"
+    for ((i = 1; i <= repeat; i++)); do
+        before=$(trips)
+        if [ -n "$fault" ]; then export AFP_FAULT=$fault; fi
+        loadOnce PostgreSQL "$nbrows" "$source" "$run" "$program" "$run/load.measure" "$proxyPort"
+        unset AFP_FAULT
+        sleep 0.2
+        after=$(trips)
+        readMeasure "$run/load.measure"
+        results+=("$m_wall $((after - before)) $(batchesOf "$run/dump.sql")")
+        grep -c '^INSERT INTO QXES_SESSION(' "$run/dump.sql" >"$workDir/sessions.count" || true
+    done
+    chosen=$(printf '%s\n' "${results[@]}" | sort -n | sed -n "$(((repeat + 1) / 2))p")
+    latencyRows+=("$label $delay $nbrows $lineCount $(countStatements "$run/dump.sql") $chosen")
     pgDrop afp_bench_load
     [ "$keep" -eq 1 ] || rm -rf "$run"
+}
+
+# The eight audit tables of a database, one sorted line per row.
+pgRows() { # pgRows DATABASE
+    local table
+    for table in $tables; do
+        psql -X -q -At -d "$1" -c "SELECT '$table', * FROM $table"
+    done | sort
+}
+
+# Loaders side by side on distinct directories (one per server) into one
+# database through the relay at 0.5 ms; the tables must equal the union of
+# each directory loaded alone.
+runScaling() { # runScaling LINES
+    local perDir=$1 most=0 k d i wall status results chosen lineTotal before after
+    for k in $scaling; do [ "$k" -le "$most" ] || most=$k; done
+    for ((d = 1; d <= most; d++)); do
+        "$generator" --output "$workDir/scale-$d" --seed "$((seed + d))" --files "$files" \
+            --lines "$(((perDir + files - 1) / files))" --sessions "$sessions" \
+            --session-prefix "D${d}S" | sed -n 's/^qxesauditgen: \([0-9]*\) lines.*/\1/p' \
+            >"$workDir/scale-$d.lines"
+        rm -rf "$workDir/alone" && cp -r "$workDir/scale-$d" "$workDir/alone"
+        pgFresh afp_bench_alone
+        "$loader" -dbname afp_bench_alone \
+            -dbconnect "LOCAL;PG;host=$PGHOST port=$PGPORT user=%s password=%s" \
+            -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$workDir/alone" \
+            -nbrows 1000 -settle 0 >"$workDir/alone.log" 2>&1 || die "loading directory $d alone failed"
+        pgRows afp_bench_alone >"$workDir/alone-$d.rows"
+        pgDrop afp_bench_alone
+    done
+    startRelay 500
+    for k in $scaling; do
+        lineTotal=0
+        for ((d = 1; d <= k; d++)); do lineTotal=$((lineTotal + $(cat "$workDir/scale-$d.lines"))); done
+        say "bench: $k loaders side by side, 500 us each way: loading $lineTotal lines"
+        results=()
+        for ((i = 1; i <= repeat; i++)); do
+            pgFresh afp_bench_load
+            for ((d = 1; d <= k; d++)); do
+                rm -rf "$workDir/side-$d" && cp -r "$workDir/scale-$d" "$workDir/side-$d"
+            done
+            before=$(trips)
+            wall=$(date +%s.%N)
+            local pids=()
+            for ((d = 1; d <= k; d++)); do
+                "$loader" -dbname afp_bench_load \
+                    -dbconnect "LOCAL;PG;host=$PGHOST port=$proxyPort user=%s password=%s" \
+                    -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$workDir/side-$d" \
+                    -nbrows 1000 -settle 0 >"$workDir/side-$d.log" 2>&1 &
+                pids+=($!)
+            done
+            status=0
+            for d in "${pids[@]}"; do wait "$d" || status=1; done
+            wall=$(awk -v a="$wall" -v b="$(date +%s.%N)" 'BEGIN { printf "%.3f", b - a }')
+            sleep 0.2
+            after=$(trips)
+            [ "$status" -eq 0 ] || die "a loader of $k side by side failed, see $workDir/side-*.log"
+            local same=yes
+            for ((d = 1; d <= k; d++)); do cat "$workDir/alone-$d.rows"; done | sort >"$workDir/union.rows"
+            pgRows afp_bench_load | cmp -s - "$workDir/union.rows" || { same=NO; failed=1; }
+            results+=("$wall $((after - before)) $same")
+        done
+        chosen=$(printf '%s\n' "${results[@]}" | sort -n | sed -n "$(((repeat + 1) / 2))p")
+        scalingRows+=("$k $lineTotal $chosen")
+        pgDrop afp_bench_load
+    done
+    stopRelay
+    [ "$keep" -eq 1 ] || rm -rf "$workDir"/scale-* "$workDir"/side-* "$workDir/alone"
 }
 
 # Where the loader's own time goes, by function.
@@ -465,22 +588,34 @@ if [ "$usePg" = yes ]; then
     for nbrows in $rowCounts; do
         runPair PostgreSQL "$nbrows" "$workDir/audit-pg" "$postgresLines"
     done
-    if [ "$latencyUs" -gt 0 ] && [[ "$PGHOST" =~ ^(127\.0\.0\.1|localhost)$ ]]; then
+    if [ -n "$latencyUs" ] && [[ "$PGHOST" =~ ^(127\.0\.0\.1|localhost)$ ]]; then
         say "bench: writing $latencyLines audit lines for the delayed runs"
         latencyLineCount=$(generate "$workDir/audit-latency" "$latencyLines")
-        "$delayProxy" 0 "${PGPORT:-5432}" "$latencyUs" "$workDir/proxy.stats" >"$workDir/proxy.port" &
-        proxyPid=$!
-        for _ in $(seq 50); do [ -s "$workDir/proxy.port" ] && break; sleep 0.1; done
-        proxyPort=$(head -1 "$workDir/proxy.port")
-        latencyNbrows=${rowCounts##* }
-        runLatency "$workDir/audit-latency" "$latencyLineCount" "$latencyNbrows" loader "$loader"
-        if [ -n "$baseline" ]; then
-            runLatency "$workDir/audit-latency" "$latencyLineCount" "$latencyNbrows" baseline "$baseline"
-        fi
-        kill "$proxyPid" 2>/dev/null || true
-        wait "$proxyPid" 2>/dev/null || true
-        proxyPid=
+        largest=$(printf '%s\n' $rowCounts | sort -n | tail -1)
+        for delay in $latencyUs; do
+            startRelay "$delay"
+            for nbrows in $rowCounts; do
+                [ "$delay" -lt 5000 ] || [ "$nbrows" -eq "$largest" ] || continue
+                runLatency "$workDir/audit-latency" "$latencyLineCount" "$nbrows" loader "$loader" "$delay"
+                if [ -n "$baseline" ]; then
+                    runLatency "$workDir/audit-latency" "$latencyLineCount" "$nbrows" baseline "$baseline" "$delay"
+                fi
+                if [ "$delay" -eq 500 ] && [ "$mispredictPct" -gt 0 ]; then
+                    # Another connection inserts every N-th session just before
+                    # the loader's held batch does: about P% of the lines then
+                    # meet a session that was not there when their batch began.
+                    every=$(awk -v s="$(cat "$workDir/sessions.count")" -v l="$latencyLineCount" \
+                        -v p="$mispredictPct" 'BEGIN { n = int(s * 100 / (l * p)); print (n < 1 ? 1 : n) }')
+                    runLatency "$workDir/audit-latency" "$latencyLineCount" "$nbrows" \
+                        "intruded" "$faultyLoader" "$delay" "intrudeevery=$every"
+                fi
+            done
+            stopRelay
+        done
         rm -rf "$workDir/audit-latency"
+        if [ -n "$scaling" ]; then
+            runScaling "$latencyLines"
+        fi
     fi
     rm -rf "$workDir/audit-pg"
 fi
@@ -522,18 +657,36 @@ done
 printf '\nload s, replay s: wall time; cpu s: the client process; srv s: the private server'"'"'s backend\n'
 printf 'ratio = loader wall time / replay wall time; speedup = baseline wall time / loader wall time\n'
 if [ "${#latencyRows[@]}" -gt 0 ]; then
-    printf '\nPostgreSQL through a relay that delays each direction by %s us (loopback)\n' "$latencyUs"
-    printf '%-9s %6s %7s %7s | %7s %8s %8s | %8s %11s %10s\n' loader nbrows lines stmts \
-        "load s" "lines/s" "stmts/s" "trips" "trips/line" "waiting"
+    printf '\nPostgreSQL through a relay that delays each direction (loopback)\n'
+    printf '%-9s %6s %6s %7s %7s | %7s %8s %8s | %8s %10s %8s | %7s %8s\n' loader delay nbrows \
+        lines stmts "load s" "lines/s" "stmts/s" "trips" "trips/line" "waiting" batches replayed
     for row in "${latencyRows[@]}"; do
         # shellcheck disable=SC2086
         set -- $row
-        awk -v b="$1" -v n="$2" -v l="$3" -v s="$4" -v w="$5" -v t="$6" -v d="$latencyUs" 'BEGIN {
-            printf "%-9s %6d %7d %7d | %7.2f %8.0f %8.0f | %8d %11.2f %9.0f%%\n",
-                b, n, l, s, w, l / w, s / w, t, t / l, 100 * t * 2 * d / 1e6 / w
+        awk -v b="$1" -v d="$2" -v n="$3" -v l="$4" -v s="$5" -v w="$6" -v t="$7" -v c="$8" \
+            -v r="$9" 'BEGIN {
+            printf "%-9s %6d %6d %7d %7d | %7.2f %8.0f %8.0f | %8d %10.3f %7.0f%% | %7d %7.1f%%\n",
+                b, d, n, l, s, w, l / w, s / w, t, t / l, 100 * t * 2 * d / 1e6 / w,
+                c, (c > 0 ? 100 * r / c : 0)
         }'
     done
-    printf 'trips: round trips (the client sent after the server answered); waiting: trips x 2 x delay / wall time\n'
+    printf 'delay: us each way; trips: round trips (the client sent after the server answered);\n'
+    printf 'waiting: trips x 2 x delay / wall time; batches: audit-row transactions committed;\n'
+    printf 'replayed: their share run again statement by statement; intruded: another\n'
+    printf 'connection inserts sessions under the loader (%s%% of the lines)\n' "$mispredictPct"
+fi
+if [ "${#scalingRows[@]}" -gt 0 ]; then
+    printf '\nLoaders side by side on distinct directories into one PostgreSQL, 500 us each way, -nbrows 1000\n'
+    printf '%7s %8s %7s %12s %12s %10s %5s\n' loaders lines "wall s" "total l/s" "per loader" \
+        "trips/line" same
+    for row in "${scalingRows[@]}"; do
+        # shellcheck disable=SC2086
+        set -- $row
+        awk -v k="$1" -v l="$2" -v w="$3" -v t="$4" -v same="$5" 'BEGIN {
+            printf "%7d %8d %7.2f %12.0f %12.0f %10.3f %5s\n", k, l, w, l / w, l / w / k, t / l, same
+        }'
+    done
+    printf 'same: the tables equal the union of each directory loaded alone\n'
 fi
 [ -z "${profileOutput:-}" ] || printf '%s\n' "$profileOutput"
 printf 'total benchmark time %ss\n' "$(($(date +%s) - started))"

@@ -54,6 +54,8 @@ bool FaultyDriver::ParsePlan(const std::string& text, Plan& plan) {
         plan.dropAtStatement = count;
     } else if (kind == "intrude") {
         plan.intrudeAtSessionInsert = count;
+    } else if (kind == "intrudeevery") {
+        plan.intrudeEverySessionInsert = count;
     } else {
         return false;
     }
@@ -64,8 +66,12 @@ FaultyDriver::FaultyDriver(std::unique_ptr<DatabaseDriver> real, std::string dbT
     : m_real(std::move(real)), m_dbType(std::move(dbType)) {}
 
 void FaultyDriver::intrudeBefore(const BoundStatement& statement) {
-    if (statement.shape().rfind("INSERT INTO QXES_SESSION(", 0) != 0 ||
-        ++g_sessionInserts != g_plan.intrudeAtSessionInsert) {
+    if (statement.shape().rfind("INSERT INTO QXES_SESSION(", 0) != 0) {
+        return;
+    }
+    const int every = g_plan.intrudeEverySessionInsert;
+    if (++g_sessionInserts != g_plan.intrudeAtSessionInsert &&
+        (every == 0 || g_sessionInserts % every != 0)) {
         return;
     }
     std::unique_ptr<DatabaseDriver> other = SQLDB::MakeRealDriver(m_dbType);

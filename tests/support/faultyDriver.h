@@ -4,7 +4,8 @@
 // Counts run over the whole process, across reconnections, so each fault
 // happens once; statements held in a batch count as they are sent. It can
 // also play another loader: before the N-th insert of a session, a second
-// connection inserts the same session ("intrude=N").
+// connection inserts the same session ("intrude=N"), or before every N-th
+// ("intrudeevery=N", the benchmark's mispredictions).
 //   FaultyDriver::Plan plan;
 //   plan.failCommit = 3;
 //   FaultyDriver::Install(plan);  // every session made from now on is wrapped
@@ -25,6 +26,7 @@ class FaultyDriver : public DatabaseDriver {
         int failStatement = 0;
         int dropAtStatement = 0;
         int intrudeAtSessionInsert = 0;
+        int intrudeEverySessionInsert = 0;
     };
 
     // Wraps the real drivers of every session made from now on.

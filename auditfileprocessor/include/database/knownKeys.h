@@ -23,6 +23,12 @@ class KnownKeys {
 
     bool Knows(const std::string& key) const;
     void Learn(const std::string& key);
+    // A key the database answered for outside any line: it stays known
+    // whatever becomes of the batch.
+    void LearnStored(const std::string& key);
+    // Forgets every key: after a batch went otherwise than predicted, what
+    // the run knew may be out of date.
+    void Forget();
     // Keeps or forgets what the line in hand learned.
     void EndLine(bool keep);
     // Keeps or forgets what the open batch learned.

@@ -54,6 +54,22 @@ class TableAccess {
     bool Update(SQLDB* db, const ColumnList& newValues, const ColumnList& keyRow);
     int Select(SQLDB* db, const ColumnList& keyRow) const;
 
+    // The tables whose keys a held batch asks for ahead of its lines.
+    struct StoredKeyTables {
+        const Table* session;
+        const Table* request;
+        const Table* userSource;
+    };
+    // How the dump shows that look-up, and other notes of held batches: a
+    // comment line, since it changes nothing and a replay need not run it.
+    static constexpr const char* kBookkeepingDumpPrefix = "-- bookkeeping: ";
+    // In a held batch: asks in one query which of `sessionIds` are stored,
+    // with their requests and user sources, so that the batch's look-ups of
+    // them are predicted rather than waited for. Sessions known already are
+    // not asked for again.
+    static void LearnStoredSessions(SQLDB* db, const StoredKeyTables& tables,
+                                    const std::vector<std::string>& sessionIds);
+
     // True for every column but the keys; the keys form WHERE clauses.
     static bool WhereCond(const ColumnData& column);
     // True for a null value; the other columns form SET clauses.
@@ -141,6 +157,9 @@ class TableAccess {
     void LearnWritten(SQLDB* db, const ColumnList& row) const;
     // The table and the values of the key columns: a row as KnownKeys knows it.
     std::string KeyOf(const ColumnList& row) const;
+    // Runs the look-up of LearnStoredSessions and learns every key it returns.
+    static void LearnStoredRows(SQLDB* db, const BoundStatement& statement,
+                                const StoredKeyTables& tables);
     // Tells the session why the statement was not run.
     void NoteRefusal(SQLDB* db) const;
     const std::string& TableName() const;

@@ -13,6 +13,19 @@ void KnownKeys::Learn(const std::string& key) {
     }
 }
 
+void KnownKeys::LearnStored(const std::string& key) {
+    if (m_committed.size() >= kMaxKeys) {
+        m_committed.clear();
+    }
+    m_committed.insert(key);
+}
+
+void KnownKeys::Forget() {
+    m_committed.clear();
+    m_batch.clear();
+    m_line.clear();
+}
+
 void KnownKeys::EndLine(bool keep) {
     if (!keep) {
         for (const std::string& key : m_line) {

@@ -291,7 +291,7 @@ void SQLDB::commitHeld(bool commit) {
         } catch (const std::exception&) {
             m_trHandle = nullptr;
             m_held.clear();
-            m_knownKeys.EndBatch(false);
+            m_knownKeys.Forget();
             throw;
         }
         m_trHandle = nullptr;
@@ -302,7 +302,10 @@ void SQLDB::commitHeld(bool commit) {
     m_trHandle = nullptr;
     m_held.clear();
     m_knownKeys.EndBatch(false);
-    if (!m_heldBatchLost) {
+    if (m_heldBatchLost) {
+        // A wrong prediction may come from keys another loader changed since.
+        m_knownKeys.Forget();
+    } else {
         // Given up on purpose (a stop request): shown as today's batch is.
         WriteHeldDump(dump);
     }

@@ -18,6 +18,7 @@
 #include "rdxSqlException.h"
 #include "sqldbapi.h"
 #include "stopRequest.h"
+#include "tableAccess.h"
 
 namespace {
 
@@ -40,6 +41,9 @@ bool StillBeingWritten(const AuditLineReader& reader, int settleSeconds) {
     std::time_t modified = 0;
     return reader.LastModified(modified) && std::time(nullptr) - modified < settleSeconds;
 }
+
+// What the dump says of a batch run again statement by statement.
+const char kReplayNote[] = "the batch below is run again statement by statement";
 
 bool EndsPass(AuditLineReader::Status status) {
     return status == AuditLineReader::Status::kEnd || status == AuditLineReader::Status::kError;
@@ -220,6 +224,11 @@ LineOutcome AuditFileLoad::LoadLines() {
             m_db->startTransaction(HoldsNextBatch());
             m_txStartLine = m_parser.lineNumber;
             m_batchRows = 0;
+            if (m_db->isHolding()) {
+                AskForBatchKeys();
+            } else if (m_parser.lineNumber == m_replayAt && m_db->canHoldBatches()) {
+                SQLDB::WriteToDump(TableAccess::kBookkeepingDumpPrefix + std::string(kReplayNote));
+            }
         }
         const uint64_t afterLine = m_reader.Offset();
         LineOutcome outcome = LoadLineInHand();
@@ -394,6 +403,45 @@ FileStatistics& AuditFileLoad::Statistics() {
 bool AuditFileLoad::HoldsNextBatch() const {
     return m_db->canHoldBatches() && m_parser.m_progress.IsAvailable() &&
            m_parser.options.transactionRowCount > 0 && m_parser.lineNumber != m_replayAt;
+}
+
+void AuditFileLoad::AskForBatchKeys() {
+    // The batch's lines are read ahead by a reader of their own, so that the
+    // lines themselves go through the one path whether held or not.
+    if (!m_peekOpen || m_peek.Offset() > m_lineStart) {
+        m_peek = AuditLineReader();
+        m_peekOpen = m_peek.Open(m_path);
+        if (!m_peekOpen) {
+            return;  // only predictions are lost: the look-ups are asked one by one
+        }
+    }
+    std::string raw;
+    while (m_peek.Offset() < m_lineStart) {
+        if (EndsPass(m_peek.Next(raw))) {
+            return;
+        }
+    }
+    const uint32_t rowCount = static_cast<uint32_t>(m_parser.options.transactionRowCount);
+    const uint32_t lines = rowCount - m_parser.lineNumber % rowCount;
+    std::vector<std::string> sessions;
+    std::vector<std::string> fields;
+    for (uint32_t i = 0; i < lines; ++i) {
+        const AuditLineReader::Status status = m_peek.Next(raw);
+        if (status != AuditLineReader::Status::kLine) {
+            break;
+        }
+        m_parser.TokenizeLine(fields, raw);
+        if (fields.size() > AuditSupport::session_id) {
+            sessions.push_back(std::move(fields[AuditSupport::session_id]));
+        }
+    }
+    std::sort(sessions.begin(), sessions.end());
+    sessions.erase(std::unique(sessions.begin(), sessions.end()), sessions.end());
+    TableAccess::LearnStoredSessions(
+        m_db,
+        {m_parser.TableFor(kSessionTable), m_parser.TableFor(kRequestTable),
+         m_parser.TableFor(kUserSourceTable)},
+        sessions);
 }
 
 void AuditFileLoad::CommitBatch() {

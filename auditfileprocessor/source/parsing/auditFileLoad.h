@@ -69,6 +69,9 @@ class AuditFileLoad {
     // together: not on a database that runs one at a time, not without the
     // progress that a replay resumes from, and not right after a replay.
     bool HoldsNextBatch() const;
+    // Reads the open held batch's lines ahead and asks in one query for the
+    // stored rows of their sessions that the run does not know yet.
+    void AskForBatchKeys();
     // Commits the open batch with the file's progress and the waiting usage.
     void CommitBatch();
     // Reports what the held batch's lines came to, once it is committed.
@@ -122,6 +125,10 @@ class AuditFileLoad {
     // The batch that begins at this line runs statement by statement, after
     // its held run went otherwise than predicted (0: none).
     uint32_t m_replayAt = 0;
+
+    // The reader of the lines ahead of the line in hand, for AskForBatchKeys.
+    AuditLineReader m_peek;
+    bool m_peekOpen = false;
 
     // Connection losses survived in a row, for the wait before the next try,
     // and batches given up by the database, over all passes of the file.

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cstddef>
+#include <optional>
 
 #include "cppWebException.h"
 #include "knownKeys.h"
@@ -56,10 +57,31 @@ void AppendNamed(std::string& clause, const std::string& columnName) {
     clause += '=';
 }
 
-// Marks a session this loader created in this run: none of its requests or
-// sources can be stored yet unless the loader wrote them.
-const char kCreatedSession[] = "created\t";
+// Marks a session whose stored rows are all known to this loader: it created
+// the session in this run, or asked for the session with its requests and
+// sources. A look-up of any other row of it then finds none.
+const char kCompleteSession[] = "complete\t";
 const char kSessionColumn[] = "SESSION_ID";
+
+// Whether a session's name can travel in the look-up's tab-separated list
+// and its comment line in the dump.
+bool ListableSession(const std::string& sessionId) {
+    if (sessionId.empty()) {
+        return false;
+    }
+    for (const char c : sessionId) {
+        if (static_cast<unsigned char>(c) < 0x20) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// One branch of the look-up: the kind of row, then up to three key columns.
+std::string StoredKeysBranch(const char* kind, const std::string& table, const char* columns) {
+    return std::string("SELECT ") + kind + ", " + columns + " FROM " + table +
+           " WHERE SESSION_ID = ANY (string_to_array($1, chr(9)))";
+}
 
 }  // namespace
 
@@ -113,7 +135,7 @@ void TableAccess::LearnWritten(SQLDB* db, const ColumnList& row) const {
         }
     }
     if (keys == 1 && onlyKey->GetName() == kSessionColumn) {
-        known.Learn(kCreatedSession + onlyKey->GetValue());
+        known.Learn(kCompleteSession + onlyKey->GetValue());
     }
 }
 
@@ -135,8 +157,8 @@ int TableAccess::LookUp(SQLDB* db, const BoundStatement& statement,
                 keys.push_back(column);
             }
         }
-        if (keys.size() > 1 && keys.front()->GetName() == kSessionColumn &&
-            known.Knows(kCreatedSession + keys.front()->GetValue())) {
+        if (!keys.empty() && keys.front()->GetName() == kSessionColumn &&
+            known.Knows(kCompleteSession + keys.front()->GetValue())) {
             db->holdLookup(statement, false);
             return 0;
         }
@@ -146,6 +168,83 @@ int TableAccess::LookUp(SQLDB* db, const BoundStatement& statement,
         known.Learn(key);
     }
     return found;
+}
+
+void TableAccess::LearnStoredSessions(SQLDB* db, const StoredKeyTables& tables,
+                                      const std::vector<std::string>& sessionIds) {
+    if (db == nullptr || !db->isHolding() || tables.session == nullptr ||
+        tables.request == nullptr || tables.userSource == nullptr) {
+        return;
+    }
+    KnownKeys& known = db->knownKeys();
+    std::string list;
+    std::vector<const std::string*> asked;
+    for (const std::string& sessionId : sessionIds) {
+        const std::string marker = kCompleteSession + sessionId;
+        if (ListableSession(sessionId) && !known.Knows(marker)) {
+            known.LearnStored(marker);  // kept apart from duplicates until the answer
+            list += list.empty() ? "" : "\t";
+            list += sessionId;
+            asked.push_back(&sessionId);
+        }
+    }
+    if (asked.empty()) {
+        return;
+    }
+    const std::string shape =
+        StoredKeysBranch("1", tables.session->name, "SESSION_ID, NULL, NULL") + " UNION ALL " +
+        StoredKeysBranch("2", tables.request->name, "SESSION_ID, REQUEST_ID, NULL") +
+        " UNION ALL " +
+        StoredKeysBranch("3", tables.userSource->name, "SESSION_ID, SOURCE_NAME, SOURCE_TYPE");
+    if (g_SQLDumpFile != nullptr) {
+        // Bookkeeping, not a statement of the audit tables: a comment, so that
+        // a replay of the dump runs the same statements.
+        std::string quoted = list;
+        CheckTextColumnValueForSingleQuotes(quoted);
+        std::string literal = shape;
+        for (size_t at = literal.find("$1"); at != std::string::npos; at = literal.find("$1", at)) {
+            literal.replace(at, 2, "'" + quoted + "'");
+            at += quoted.size() + 2;
+        }
+        SQLDB::WriteToDump(kBookkeepingDumpPrefix + ("look-up: " + literal));
+    }
+    BoundStatement bound;
+    bound.addValue(BoundStatement::kText, false, list);
+    bound.setShape(shape);
+    LearnStoredRows(db, bound, tables);
+}
+
+void TableAccess::LearnStoredRows(SQLDB* db, const BoundStatement& statement,
+                                  const StoredKeyTables& tables) {
+    KnownKeys& known = db->knownKeys();
+    // Unknown keys must not pass for absent ones: on any failure the markers
+    // go with every other key.
+    try {
+        if (db->execute(statement, SQLDB::kQuery) == nullptr) {
+            known.Forget();
+            return;
+        }
+        for (SqlDA* row = db->fetch(); row != nullptr; row = db->fetch()) {
+            const std::vector<std::optional<std::string>>& values = row->row;
+            if (values.size() < 4 || !values[0] || !values[1]) {
+                continue;
+            }
+            const char kind = values[0]->empty() ? '1' : values[0]->front();
+            std::string key = kind == '1'   ? tables.session->name
+                              : kind == '2' ? tables.request->name
+                                            : tables.userSource->name;
+            for (size_t i = 1; i < (kind == '1' ? 2u : kind == '2' ? 3u : 4u); ++i) {
+                key += '\t';
+                key += values[i] ? *values[i] : std::string(1, '\0');
+            }
+            known.LearnStored(key);
+        }
+    } catch (...) {
+        known.Forget();
+        db->freeRequest();
+        throw;
+    }
+    db->freeRequest();
 }
 
 SqlColType TableAccess::NumericColumnType(const std::string& columnName) const {
