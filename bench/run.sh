@@ -307,19 +307,21 @@ loadOnce() { # loadOnce BACKEND NBROWS SOURCE RUN LOADER OUT [PORT]
     local backend=$1 nbrows=$2 source=$3 run=$4 program=$5 out=$6 port=${7:-${PGPORT:-}}
     local before
     rm -rf "$run/audit" "$run/load.db" "$run/load.db-wal" "$run/load.db-shm" "$run/dump.sql"
-    cp -r "$source" "$run/audit"
+    # With their times: the generator dates its files as a server that finished
+    # them long ago, so that no loader, old or new, takes one for still written.
+    cp -rp "$source" "$run/audit"
     if [ "$backend" = SQLite ]; then
         sqlite3 "$run/load.db" <"$root/schema/sqlite.sql" >/dev/null
         "$measure" "$out" "$program" -dbname "$run/load.db" -dbconnect 'LOCAL;SQ;' \
             -dbuser bench -dbpass unused -auditlocation "$run/audit" -df "$run/dump.sql" \
-            -nbrows "$nbrows" -settle 0 >"$run/load.log" 2>&1 || true
+            -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
     else
         pgFresh afp_bench_load
         before=$(serverCpu)
         "$measure" "$out" "$program" -dbname afp_bench_load \
             -dbconnect "LOCAL;PG;host=$PGHOST port=$port user=%s password=%s" \
             -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$run/audit" \
-            -df "$run/dump.sql" -nbrows "$nbrows" -settle 0 >"$run/load.log" 2>&1 || true
+            -df "$run/dump.sql" -nbrows "$nbrows" >"$run/load.log" 2>&1 || true
         serverCpuSince "$before" >"$out.srv"
     fi
     readMeasure "$out"
@@ -496,12 +498,12 @@ runScaling() { # runScaling LINES
             --lines "$(((perDir + files - 1) / files))" --sessions "$sessions" \
             --session-prefix "D${d}S" | sed -n 's/^qxesauditgen: \([0-9]*\) lines.*/\1/p' \
             >"$workDir/scale-$d.lines"
-        rm -rf "$workDir/alone" && cp -r "$workDir/scale-$d" "$workDir/alone"
+        rm -rf "$workDir/alone" && cp -rp "$workDir/scale-$d" "$workDir/alone"
         pgFresh afp_bench_alone
         "$loader" -dbname afp_bench_alone \
             -dbconnect "LOCAL;PG;host=$PGHOST port=$PGPORT user=%s password=%s" \
             -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$workDir/alone" \
-            -nbrows 1000 -settle 0 >"$workDir/alone.log" 2>&1 || die "loading directory $d alone failed"
+            -nbrows 1000 >"$workDir/alone.log" 2>&1 || die "loading directory $d alone failed"
         pgRows afp_bench_alone >"$workDir/alone-$d.rows"
         pgDrop afp_bench_alone
     done
@@ -514,7 +516,7 @@ runScaling() { # runScaling LINES
         for ((i = 1; i <= repeat; i++)); do
             pgFresh afp_bench_load
             for ((d = 1; d <= k; d++)); do
-                rm -rf "$workDir/side-$d" && cp -r "$workDir/scale-$d" "$workDir/side-$d"
+                rm -rf "$workDir/side-$d" && cp -rp "$workDir/scale-$d" "$workDir/side-$d"
             done
             before=$(trips)
             wall=$(date +%s.%N)
@@ -523,7 +525,7 @@ runScaling() { # runScaling LINES
                 "$loader" -dbname afp_bench_load \
                     -dbconnect "LOCAL;PG;host=$PGHOST port=$proxyPort user=%s password=%s" \
                     -dbuser "$PGUSER" -dbpass "$PGPASSWORD" -auditlocation "$workDir/side-$d" \
-                    -nbrows 1000 -settle 0 >"$workDir/side-$d.log" 2>&1 &
+                    -nbrows 1000 >"$workDir/side-$d.log" 2>&1 &
                 pids+=($!)
             done
             status=0
@@ -549,7 +551,7 @@ runScaling() { # runScaling LINES
 runProfile() { # runProfile SOURCE LINES
     local run=$workDir/profile
     mkdir -p "$run"
-    cp -r "$1" "$run/audit"
+    cp -rp "$1" "$run/audit"
     sqlite3 "$run/load.db" <"$root/schema/sqlite.sql" >/dev/null
     local command=("$loader" -dbname "$run/load.db" -dbconnect 'LOCAL;SQ;' -dbuser bench
         -dbpass unused -auditlocation "$run/audit" -df "$run/dump.sql" -nbrows 1000)
