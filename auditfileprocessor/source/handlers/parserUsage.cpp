@@ -181,17 +181,22 @@ bool Parser::ParseUsage(const std::vector<std::string>& fields) {
         return true;
     }
 
-    std::string mismatch = UsageMismatch(usageCodes, line[message], "counts");
-    if (mismatch.empty()) {
-        mismatch = UsageMismatch(usageCodes, usageNames, "names");
-    }
-    Explain(mismatch);
+    // What does not fit is only worked out for a line that is refused.
+    const auto mismatch = [&] {
+        const std::string counts = UsageMismatch(usageCodes, line[message], "counts");
+        return counts.empty() ? UsageMismatch(usageCodes, usageNames, "names") : counts;
+    };
     UsageArray usageArray;
-    qxdsUsageInfoHelper::buildUsageArray(usageCodes, usageNames, line[message], usageArray);
+    try {
+        qxdsUsageInfoHelper::buildUsageArray(usageCodes, usageNames, line[message], usageArray);
+    } catch (const KRLAssertError&) {
+        Explain(mismatch());
+        throw;
+    }
     if (usageArray.empty()) {
-        return Refuse(mismatch.empty()
-                          ? "the usage codes, names and counts of this request do not match"
-                          : mismatch);
+        const std::string why = mismatch();
+        return Refuse(why.empty() ? "the usage codes, names and counts of this request do not match"
+                                  : why);
     }
 
     const std::vector<CodeNameValueTuple>& dimensions = usageArray.front();
